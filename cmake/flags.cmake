@@ -1,0 +1,26 @@
+# Language level, warnings and code generation of everything in the tree.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wvla)
+if(QEL_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+if(QEL_SANITIZE)
+    add_compile_options(-O1 -g -fsanitize=address,undefined -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+# What the library itself is compiled with. No contraction and no fast-math: results are part of
+# the behaviour. No exceptions, RTTI or guarded statics: the device has no C++ runtime.
+set(QEL_LIBRARY_OPTIONS
+    -ffp-contract=off -fvisibility=hidden
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)

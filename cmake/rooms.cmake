@@ -1,0 +1,37 @@
+# qel_room(<name> <folder>...): the sources of these folders as one object library, qel_<name>.
+function(qel_room name)
+    set(patterns ${ARGN})
+    list(TRANSFORM patterns APPEND /*.cpp)
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+    if(NOT sources)
+        return()
+    endif()
+    add_library(qel_${name} OBJECT ${sources})
+    target_include_directories(qel_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_compile_options(qel_${name} PRIVATE ${QEL_LIBRARY_OPTIONS})
+endfunction()
+
+# qel_test(<name> ROOMS <room>... [SOURCES <file>...]): a GoogleTest program <name>_test; without
+# SOURCES it takes the .cpp files of tests/<name> and of the folders below it.
+function(qel_test name)
+    cmake_parse_arguments(arg "" "" "ROOMS;SOURCES" ${ARGN})
+    if(NOT arg_SOURCES AND NOT "SOURCES" IN_LIST ARGN)
+        file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp)
+    endif()
+    if(NOT arg_SOURCES)
+        return()
+    endif()
+    file(GLOB support CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/support/*.cpp)
+    add_executable(${name}_test ${arg_SOURCES} ${support})
+    list(TRANSFORM arg_ROOMS PREPEND qel_)
+    foreach(room ${arg_ROOMS})
+        if(NOT TARGET ${room})
+            return()
+        endif()
+    endforeach()
+    target_link_libraries(${name}_test PRIVATE ${arg_ROOMS} GTest::gmock GTest::gtest_main m)
+    # tests/support/failing_alloc refuses memory through these.
+    target_link_options(${name}_test PRIVATE
+        -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
+    gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60)
+endfunction()
