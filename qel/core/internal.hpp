@@ -31,4 +31,13 @@ heap_ptr<T> make_zeroed(size_t count = 1) {
     return heap_ptr<T>(static_cast<T*>(std::calloc(count, sizeof(T))));
 }
 
+/// Distance of `p` from the start of `block`, wrapped, so that one comparison with the block's size
+/// tells whether `p` points into it.
+inline size_t offset_in(const void* block, const void* p) {
+    return reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(block);
+}
+
+/// Space, tab, newline, vertical tab, form feed or carriage return, whatever the locale.
+constexpr bool is_blank(int byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+
 }  // namespace qel

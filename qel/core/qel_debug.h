@@ -11,7 +11,7 @@ QEL_BEGIN_DECLS
 
 // Levels are single bits of a 16-bit mask. The mask starts as 0x000F: ERROR to INFO.
 enum {
-    QEL_LOG_ALWAYS = 0x00, // no filtering, no header: the bare message and a newline
+    QEL_LOG_ALWAYS = 0x00,  // no filtering, no header: the bare message and a newline
     QEL_LOG_ERROR = 0x01,
     QEL_LOG_WARNING = 0x02,
     QEL_LOG_NOTICE = 0x04,

@@ -14,7 +14,6 @@
 #define QEL_API __attribute__((visibility("default")))
 
 // Lets the compiler check printf-style arguments; both positions count from 1.
-#define QEL_PRINTF(format_at, first_arg_at) \
-    __attribute__((format(printf, format_at, first_arg_at)))
+#define QEL_PRINTF(format_at, first_arg_at) __attribute__((format(printf, format_at, first_arg_at)))
 
 #endif

@@ -1,0 +1,60 @@
+// The log: filtering, line header, date lines, destinations.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <ctime>
+
+#include "qel/core/qel_debug.hpp"
+#include "tests/support/log_capture.hpp"
+
+static void log_line(uint32_t level) { qel_debug_log(level, "a/b/c.x", "fn", 7, "text"); }
+
+TEST(Debug, EachLocalDayStartsWithADateLine) {
+    LogCapture log;
+    std::string expected;
+    for (const char* zone : {"WEST12", "EAST-12"}) {  // a day apart at every moment
+        setenv("TZ", zone, 1);
+        tzset();
+        const time_t now = time(nullptr);
+        const char* format =
+            "=+ %Y-%m-%d =+\n%H:[^\n]*text\n[^\n]*\\.[0-9]{6} \\[I\\] c\\.x:fn:7: text\n";
+        char lines[99];
+        strftime(lines, sizeof(lines), format, localtime(&now));
+        expected += lines;
+        log_line(QEL_LOG_INFO);
+        log_line(QEL_LOG_INFO);
+    }
+    EXPECT_THAT(log.text(), testing::MatchesRegex(expected));
+}
+
+TEST(Debug, LevelsFilterAndShowTheirLetter) {
+    EXPECT_EQ(qel_debug_disable_level(0x10), 0x0Fu) << "the mask at start, no bit of it set";
+    EXPECT_EQ(qel_debug_disable_level(0x09), 0x06u);
+    EXPECT_EQ(qel_debug_enable_level(0x10009), 0x0Fu) << "16 bits are kept";
+    EXPECT_EQ(qel_debug_disable_level(0x11), 0x1Eu) << "a clear bit is switched on";
+    qel_debug_set_level(0xDE);
+    std::string letters;  // those of filtered lines are 0, that of the bare line is its first
+    for (const uint32_t level : {0, 1, 2, 4, 8, 0x10, 0x20, 0x40, 0x80, 3, 0xFF0, 0x10004}) {
+        LogCapture log;
+        log_line(level);
+        letters += log.text()[log.text().find('[') + 1];
+    }
+    EXPECT_EQ(letters, std::string("t\0WNID\0DDEDN", 12));
+    qel_debug_set_level(0x0F);
+}
+
+TEST(Debug, WritesToTheStreamLastSet) {
+    const int fd = dup(fileno(tmpfile()));
+    qel_debug_set_log_fn(("/dev/fd/" + std::to_string(fd)).c_str());
+    qel_debug_set_log_fn("/no/such/directory/log");
+    log_line(QEL_LOG_ALWAYS);
+    EXPECT_EQ(lseek(fd, 0, SEEK_END), 5);
+    qel_debug_set_log_fp(fdopen(fd, "w"));
+    _g_debug_close_default_logfp();
+    EXPECT_EQ(close(fd), -1) << "closed at unload";
+    testing::internal::CaptureStdout();
+    log_line(QEL_LOG_ALWAYS);
+    _g_debug_close_default_logfp();
+    qel_debug_console_color(1, "%d", 42);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "text\n\033[1;1;31m42\033[0m\n");
+}
