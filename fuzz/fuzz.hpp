@@ -1,0 +1,22 @@
+// What every fuzzer starts from: input taken apart, and a log that formats every line for nobody.
+#pragma once
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "qel/core/qel_debug.h"
+
+/// Stops the fuzzer with the input that broke a promise.
+inline void require(bool promise) {
+    if (!promise) abort();
+}
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    qel_debug_set_log_fn("/dev/null");
+    qel_debug_set_level(0xffff);
+    return 0;
+}

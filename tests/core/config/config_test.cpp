@@ -1,0 +1,265 @@
+// The item tree; the text format: what is accepted and what it means, what is refused and how it is
+// reported.
+#include "qel/core/config/qel_config_ryl.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+
+#include "qel/core/array/qel_array_string.h"
+#include "tests/support/failing_alloc.hpp"
+#include "tests/support/log_capture.hpp"
+
+namespace {
+
+using Delete = decltype([](qel_config_ryl* parser) { qel_config_ryl_delete(parser); });
+using Parser = std::unique_ptr<qel_config_ryl, Delete>;
+using Texts = std::map<std::string, std::string>;
+
+std::string text_of(const qel_string* s) { return {s->data ? s->data : "", s->length}; }
+
+/// The items by name, "pwd" left out: "a=1 list=[x|y|] s={k=v }".
+std::string dump(const qel_config_items* items) {
+    Texts sorted;
+    const auto add = [](void* user, void* value) {
+        const auto* item = static_cast<const qel_config_item*>(value);
+        if (!item || text_of(item->name) == "pwd") return;
+        std::string& text = (*static_cast<Texts*>(user))[text_of(item->name)];
+        if (item->type == QEL_CONFIG_STRING) text = text_of(item->value.str);
+        if (item->type == QEL_CONFIG_SUBITEMS) text = "{" + dump(item->value.subitems) + "}";
+        if (item->type != QEL_CONFIG_ARRAY) return;
+        const auto* elements = static_cast<const qel_string*>(item->value.array->data);
+        for (uint32_t i = 0; i < item->value.array->count; ++i) text += text_of(&elements[i]) + "|";
+        text = "[" + text + "]";
+    };
+    qel_hash_tree_cleanup(items->hash, &sorted, add);
+    std::string line;
+    for (const auto& [name, text] : sorted) line += name + "=" + text + " ";
+    return line;
+}
+
+int32_t feed(const Parser& parser, const std::string& text) {
+    return qel_config_ryl_feed(parser.get(), text.data(), static_cast<uint32_t>(text.size()));
+}
+
+/// Parses with "etc" as ${pwd} and with included files from `files`.
+Parser parse(const std::string& text, Texts* files = nullptr) {
+    const auto load = [](void* data, const char* path, char** bytes, uint64_t* n) -> int32_t {
+        const auto& texts = *static_cast<Texts*>(data);
+        if (!texts.count(path)) return -1;
+        *bytes = strdup(texts.at(path).c_str());
+        *n = texts.at(path).size();
+        return 0;
+    };
+    return Parser(qel_config_ryl_new_data(text.data(), static_cast<uint32_t>(text.size()), "etc",
+                                          files, load));
+}
+
+std::string repeat(const std::string& text, int n) {
+    std::string all;
+    while (n-- > 0) all += text;
+    return all;
+}
+
+}  // namespace
+
+TEST(ConfigItems, FindsNamesWithOrWithoutTheirEnd) {
+    const std::string longest(255, 'n'), too_long(256, 'n');
+    const Parser parser = parse("top = 1; s = { inner = 2; }" + longest + "=3;" + too_long + "=4;");
+    const std::tuple<std::string, uint32_t, bool> cases[] = {
+        {"top", 3, true},    {"top", 4, true}, {"topper", 3, true},  {"top", 2, false},
+        {"inner", 5, false}, {"", 0, false},   {longest, 256, true}, {too_long, 256, false},
+    };
+    for (const auto& [name, n, found] : cases) {
+        EXPECT_EQ(qel_config_items_find(parser->root, name.c_str(), n) != nullptr, found) << name;
+    }
+}
+
+TEST(ConfigItems, FollowsPathsInward) {
+    const Parser parser = parse("top = 1; aec = { list = [ ] nlp = { deep = 2; } }");
+    const std::pair<std::string, std::string> cases[] = {
+        {"aec > nlp", "deep=2 "},
+        {">> a e c >nlp> ", "deep=2 "},
+        {" ", dump(parser->root)},
+        {"top > nlp", "none"},
+        {"aec > list", "none"},
+        {"aec\t>nlp", "none"},
+        {"aec > nlp" + std::string(502, ' '), "deep=2 "},
+        {"aec > nlp" + std::string(503, ' '), "none"},
+    };
+    for (const auto& [path, expected] : cases) {
+        const auto* items = qel_config_items_find_subitems(parser->root, path.c_str());
+        EXPECT_EQ(items ? dump(items) : "none", expected) << path;
+    }
+}
+
+TEST(ConfigItems, ReplacedItemsLiveAsLongAsTheirTree) {
+    const Parser parser = parse("a = 1; s = { b = 2; }");
+    qel_config_items* root = parser->root;
+    const qel_config_item* first = qel_config_items_find(root, "a", 1);
+    const qel_config_items* section = qel_config_items_find_subitems(root, "s");
+    qel_config_items_add_array(root, "a", qel_array_string_new(2));
+    qel_config_items_add_string(root, "s", "text");
+    EXPECT_EQ(dump(root), "a=[] s=text ");
+    EXPECT_EQ(text_of(first->value.str) + dump(section), "1b=2 ");
+
+    qel_config_item* second = qel_config_items_find(root, "a", 1);
+    EXPECT_EQ(qel_config_items_add(root, "a", second), -1) << "the same item again";
+    EXPECT_EQ(qel_config_items_remove(root, "a"), 0);
+    EXPECT_EQ(dump(root), "s=text ");
+    EXPECT_EQ(qel_config_items_add(root, "other", second), 0);
+}
+
+TEST(ConfigRyl, AcceptsAndMeans) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"a b=1;;{ (x=\"x y\" \t\n; c = 1", "ab=1 x=x y "},
+        {"\"a b'=\" ignored = 1; 'q\"' = 2;", "a b'==1 q\"=2 "},
+        {"a.-/:@_Z9 = A_-./:; a = 1; a = 2;", "a=2 a.-/:@_Z9=A_-./: "},
+        {"s = 1; s = { k = v; } s = { j = w; } t = { } t = \"\"; u = {", "s={j=w k=v } t= u={} "},
+        {R"(a = "\x41\X6A\n\r\t\\\"\q"; b = 1\x41\;2;)", "a=Aj\n\r\t\\\"q b=1A;2 "},
+        {R"(a = "\101"; l = [a"b\c ,d] m = [])", "a= l=[a\"b\\c|d|] m=[] "},
+        {R"(l = [ a, "b c", 'd"\'e' ] m = [a,,b] n = ["",])", "l=[a|b c|d\"'e|] m=[a|b|] n=[|] "},
+        {"x = 1; s = { x = { y = -${x}.${ x }; } }", "s={x={y=-1.1 } } x=1 "},
+        {"x = 1; a = \"${x}\"; l = [ ${x}, a${x}b, ${x}\"q\" ]", "a=${x} l=[1|a1b|1\"q\"|] x=1 "},
+        {"e = \"\"; l = [ ${e}'q r', ${e} ]", "e= l=[q r|] "},
+        {"# a = 1;\nb = ${pwd}; #includ\nc = 3; # include x;\n", "b=etc c=3 "},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(dump(parse(text)->root), expected) << text;
+        const Parser pieces = parse(" ");
+        for (const char c : text) EXPECT_EQ(feed(pieces, {c}), 0) << text;
+        EXPECT_EQ(dump(pieces->root), expected) << "byte by byte: " << text;
+    }
+}
+
+TEST(ConfigRyl, RefusesWithAMessage) {
+    Texts files = {{"a", "#include b;"}, {"b", "#include a;"}, {"empty", ""}};
+    for (int i = 1; i <= 16; ++i) {
+        files["n" + std::to_string(i)] = "#include n" + std::to_string(i + 1) + ";";
+    }
+    const struct {
+        std::string text, message;
+        const char* at;  // of "invalid format": the bytes before the failing one, and the state
+    } cases[] = {
+        {"a!", "invalid char '!'", "[a] at 1"},
+        {"a = .5;", "invalid char '.'", "[a = ] at 3"},
+        {"a = \\x41;", "invalid char '\\'", "[a = ] at 3"},
+        {"a = @x;", "expect var value @ end.", "[a = ] at 4"},
+        {"a = 1 ;", "expect var value   end.", "[a = 1] at 4"},
+        {"a = \"1\" 2;", "expect \";\"", "[a = \"1\" ] at 5"},
+        {"a = $x;", "expect var '{' start.", "[a = $] at 7"},
+        {"a = ${!};", "expect expr tok start.", "[a = ${] at 8"},
+        {"a = ${};", "var ${} not found.", "[a = ${] at 9"},
+        {"s={}a=${s};", "var ${s} not found.", "[s={}a=${s] at 9"},
+        {"l = [ a b ]", "expect array tok like \",\" or \"]\", but found [b]", "[l = [ a ] at 12"},
+        {"a = 1; }", "", "[a = 1; ] at 0"},
+        {R"(a = "\xg";)", "", R"([a = "\x] at 14)"},
+        {R"(a = "\x1";)", "", R"([a = "\x1] at 15)"},
+        {R"(a = "\18";)", "", R"([a = "\1] at 16)"},
+        {R"(a = "\118";)", "", R"([a = "\11] at 17)"},
+        {repeat("s={", 256), "too many nested sections: \"s\" is within 255 others", "s=] at 3"},
+        {"a=x;" + repeat("a=${a}${a};", 21), "more than 1048576 bytes", "a=${a}${a] at 9"},
+        {"#include none;", "none not found.", "[#include none] at 5"},
+        {"#include empty;", "empty not found.", "[#include empty] at 5"},
+        {"#include a;", "include loop: \"a\" includes itself", "[#include b] at 5"},
+        {"#include n1;", "too many nested includes: \"n17\" is within 16", "[#include n17] at 5"},
+    };
+    qel_debug_enable_level(QEL_LOG_DEBUG);
+    for (const auto& c : cases) {
+        const LogCapture log;
+        EXPECT_FALSE(parse(c.text, &files)) << c.text;
+        EXPECT_TRUE(log.has(": " + c.message)) << c.text << log.text();
+        EXPECT_TRUE(log.has(std::string(c.at) + "\n")) << c.text << log.text();
+    }
+    qel_debug_disable_level(QEL_LOG_DEBUG);
+    files["n16"] = "deepest = 1;";
+    EXPECT_TRUE(parse(repeat("s={", 255) + repeat("}", 255) + "#include n1;", &files));
+}
+
+TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
+    Texts files = {
+        {"etc/sub/one", "p = ${pwd}; #include ${pwd}/two;\n q = ${pwd};"},
+        {"etc/sub/two", "r = ${pwd};"},
+        {"bare", "b = ${pwd};"},
+        {"/root", "c = x${pwd};"},
+        {"open", "t = { u = 1; pwd = changed;"},
+        {"unfinished", "v = 1"},
+        {"moves", "} w = 1; s = {"},
+        {"section", "pwd = { x = 1; } y = 2;"},
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {"#include ${pwd}/sub/one; z = ${pwd};", "p=etc/sub q=etc/sub r=etc/sub z=etc "},
+        {"s = { #include \"etc/sub/one\" ; z = ${pwd}; }",
+         "s={p=etc/sub q=etc/sub r=etc/sub z=etc } "},
+        {"s = { #include open; a = 1; } } b = 2;", "b=2 s={t={a=1 u=1 } } "},
+        {"#include bare; #include \"/root\"; #include unfinished; a = 1;", "a=1 b=. c=x "},
+        {"s = { #include moves; a = ${pwd}; }", "s={a=etc } w=1 "},
+        {"s = { #include section; a = ${pwd}; }", "s={a=etc y=2 } "},
+        {"pwd = { x = 1; } #include bare; pwd = { y = 2; } pwd = 3; a = ${pwd};", "a=3 b=. "},
+    };
+    for (const auto& [text, expected] : cases) {
+        const LogCapture log;
+        const Parser parser = parse(text, &files);
+        EXPECT_EQ(parser ? dump(parser->root) : log.text(), expected) << text;
+    }
+}
+
+TEST(ConfigRyl, ReadsFiles) {
+    const LogCapture log;
+    const std::string path = testing::TempDir() + "qel_config_ryl_test";
+    const std::string read = "a=x" + path.substr(0, path.rfind('/')) + " b=2 ";
+    const std::string long_file = "a = x${pwd};" + repeat(" ", 9000) + "b = 2;";
+    for (const std::string& text : {std::string(), long_file}) {
+        FILE* stream = fopen(path.c_str(), "wb");
+        fputs(text.c_str(), stream);
+        fclose(stream);
+        const Parser parser(qel_config_ryl_new_fn(path.c_str()));
+        remove(path.c_str());
+        EXPECT_EQ(parser ? dump(parser->root) : "", text.empty() ? "" : read);
+    }
+    EXPECT_EQ(log.text(), "");
+    EXPECT_EQ(qel_config_ryl_new_fn("/nowhere/x"), nullptr);
+    EXPECT_TRUE(log.has("cannot open \"/nowhere/x\"."));
+}
+
+TEST(ConfigRyl, RemovesVariablesAndOutlivesErrors) {
+    const LogCapture log;
+    const Parser parser = parse("a = 1; s = { x = 1; } s2 = [ 1 ]");
+    EXPECT_EQ(qel_config_ryl_remove_var(parser.get(), parser->root, "a", 1), 0);
+    EXPECT_EQ(qel_config_ryl_remove_var(parser.get(), parser->root, "a", 1), -1);
+    EXPECT_EQ(qel_config_ryl_remove_var(parser.get(), nullptr, "s2", 1), 0) << "names s";
+    EXPECT_TRUE(log.has("cannot remove subitems or array var"));
+    EXPECT_EQ(feed(parser, "s = { y = 2; }"), 0);
+    EXPECT_EQ(feed(parser, "b = 1; }"), -1);
+    EXPECT_EQ(dump(parser->root), "b=1 s={y=2 } s2=[1|] ") << "what precedes an error stays";
+    parser->state = 18;
+    EXPECT_EQ(feed(parser, "x"), -1);
+    EXPECT_TRUE(log.has("unhandled char 'x' at '18'"));
+}
+
+TEST(ConfigRyl, Prints) {
+    const Parser parser = parse("s = { t = { l = [ 1, \"2 3\" ] } }");
+    qel_config_ryl_remove_var(parser.get(), nullptr, "pwd", 3);
+    testing::internal::CaptureStdout();
+    qel_config_ryl_print(parser.get());
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "s = {\n\tt = {\n\t\tl = [1, 2 3];\n\t};\n};\n");
+}
+
+TEST(ConfigRyl, SurvivesRefusedMemory) {
+    Texts files = {{"f", "b = ${pwd}; l = [ 1, ${b} ]"}};
+    int64_t allowed = 0;
+    for (Parser parser; !parser; ++allowed) {
+        const LogCapture log;
+        const FailingAlloc fail(allowed);
+        parser = parse("a = 123456789; s = { #include f; c = ${a}; } #include f;", &files);
+        EXPECT_TRUE(parser || log.has("[E] ")) << allowed;
+    }
+    EXPECT_GT(allowed, 50);
+}
