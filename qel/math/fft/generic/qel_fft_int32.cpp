@@ -1,0 +1,41 @@
+// The portable int32 plans and transforms.
+#include "qel/math/fft/generic/fixed.hpp"
+
+namespace {
+
+using Fixed = qel::fft::Element<int32_t>;
+using Point = qel_fft_cpx_int32;
+
+}  // namespace
+
+void* qel_fft_generate_twiddles_line_int32(void* twiddles, int32_t m, int32_t fstride, int32_t p,
+                                           int32_t nfft) {
+    return Fixed::line(twiddles, m, fstride, p, nfft);
+}
+
+qel_fft_cfg_int32* qel_fft_alloc_c2c_int32_c(int32_t nfft) {
+    return qel::fft::new_c2c_plan<qel_fft_cfg_int32, Point>(nfft, Fixed::line);
+}
+
+qel_fft_r2c_cfg_int32* qel_fft_alloc_r2c_int32_c(int32_t nfft) {
+    return qel::fft::new_fixed_r2c_plan<Fixed, qel_fft_r2c_cfg_int32>(nfft);
+}
+
+void qel_fft_destroy_c2c_int32_c(qel_fft_cfg_int32* plan) { std::free(plan); }
+
+void qel_fft_destroy_r2c_int32_c(qel_fft_r2c_cfg_int32* plan) { std::free(plan); }
+
+void qel_fft_c2c_1d_int32_c(qel_fft_cpx_int32* out, const qel_fft_cpx_int32* in,
+                            const qel_fft_cfg_int32* plan, int32_t inverse, int32_t scaled) {
+    qel::fft::fixed_c2c<Fixed>(out, in, *plan, inverse != 0, scaled != 0);
+}
+
+void qel_fft_r2c_1d_int32_c(qel_fft_cpx_int32* out, const int32_t* in,
+                            const qel_fft_r2c_cfg_int32* plan, int32_t scaled) {
+    qel::fft::fixed_r2c<Fixed>(out, in, *plan, scaled != 0);
+}
+
+void qel_fft_c2r_1d_int32_c(int32_t* out, const qel_fft_cpx_int32* in,
+                            const qel_fft_r2c_cfg_int32* plan, int32_t scaled) {
+    qel::fft::fixed_c2r<Fixed>(out, in, *plan, scaled != 0);
+}

@@ -1,0 +1,128 @@
+// The int32 and int16 transforms: accuracy, worst cases, and the way there and back.
+#include <functional>
+#include <limits>
+
+#include "tests/math/fft_api.hpp"
+
+namespace {
+
+template <class T>
+class FftFixed : public testing::Test {
+  protected:
+    static constexpr double kFullScale = -1.0 * std::numeric_limits<T>::min();
+};
+using FixedTypes = testing::Types<int32_t, int16_t>;
+TYPED_TEST_SUITE(FftFixed, FixedTypes);
+
+/// The largest difference of a part, in units of the last place.
+double worst(const Spectrum& expected, const Spectrum& actual) {
+    double error = 0;
+    for (size_t k = 0; k < actual.size(); ++k) {
+        const auto d = actual[k] - expected[k];
+        error = std::max({error, std::abs(d.real()), std::abs(d.imag())});
+    }
+    return error;
+}
+
+TYPED_TEST(FftFixed, KeepsItsAccuracy) {  // in dB, for full-scale noise
+    const bool wide = sizeof(TypeParam) == 4;
+    const struct {
+        size_t n;
+        double complex32, real32, complex16, real16;
+    } cases[] = {
+        {64, 169, 168, 73.5, 71.5}, {128, 166.5, 164.5, 70.5, 68.5}, {256, 163.5, 162, 67, 66},
+        {512, 160.5, 159, 64, 63},  {1024, 157.5, 156, 61, 60},      {2048, 154.5, 153, 58, 57},
+        {4096, 151.5, 150, 55, 54}, {24, 173, 170, 77, 74.5},        {120, 165.5, 165.5, 70, 68.5},
+        {1000, 157, 156, 60.5, 60},
+    };
+    for (const auto& c : cases) {
+        const auto n = static_cast<double>(c.n);
+        for (const Kind kind : {kComplex, kReal}) {
+            const double floor =
+                kind == kReal ? (wide ? c.real32 : c.real16) : (wide ? c.complex32 : c.complex16);
+            const auto x =
+                random_values<TypeParam>(kind == kReal ? c.n : 2 * c.n, this->kFullScale);
+            for (const bool inverse : {false, true}) {
+                if (inverse && (kind == kReal || c.n > 1024)) continue;
+                const auto expected = divided(reference_dft(values(kind, x), inverse), n);
+                EXPECT_GT(snr_db(expected, values(kComplex, fft(kind, c.n, x, inverse, true))),
+                          floor)
+                    << c.n << (kind == kReal ? " real" : "") << (inverse ? " inverse" : "");
+            }
+        }
+    }
+}
+
+TYPED_TEST(FftFixed, GoesThereAndBackAtEveryLength) {
+    for (size_t points = 1; points <= 140; ++points) {
+        for (const Kind kind : {kComplex, kReal}) {
+            const size_t n = kind == kReal ? 2 * points : points;
+            const auto real_n = static_cast<double>(n);
+            const double root = std::sqrt(real_n);  // how rounding errors add up
+            const double safe = 0.7 * this->kFullScale;
+            const auto x = random_values<TypeParam>(2 * points, safe);
+            auto bins = fft(kind, n, x, false, true);
+            const auto exact = divided(reference_dft(values(kind, x)), real_n);
+            EXPECT_LT(worst(exact, values(kComplex, bins)), 4) << kind << ' ' << n;
+            if (kind == kReal) {
+                EXPECT_TRUE(bins[1] == 0 && bins[n + 1] == 0) << n;
+                bins[1] = bins[n + 1] = 1234;  // these two are not read
+            }
+            const auto back = fft(kind, n, bins, true, false);
+            EXPECT_LT(worst(values(kind, x), values(kind, back)), 4 * root + 1) << kind << ' ' << n;
+
+            const auto quiet = random_values<TypeParam>(2 * points, safe / real_n);
+            const auto loud = fft(kind, n, quiet, false, false);
+            EXPECT_LT(worst(reference_dft(values(kind, quiet)), values(kComplex, loud)), root + 1.5)
+                << kind << ' ' << n;
+            EXPECT_LT(worst(values(kind, quiet), values(kind, fft(kind, n, loud, true, true))), 4)
+                << kind << ' ' << n;
+        }
+    }
+}
+
+TYPED_TEST(FftFixed, NothingOverflowsWhenScaled) {
+    constexpr TypeParam kMin = std::numeric_limits<TypeParam>::min();
+    constexpr TypeParam kMax = std::numeric_limits<TypeParam>::max();
+    for (const size_t n : {2, 4, 7, 8, 16, 24, 120, 512, 1024}) {
+        // Which parts are at the minimum, the others being at the maximum. Corners that turn with a
+        // bin exceed full scale, by up to 4/pi, in the exact result.
+        const double turn = 2 * std::numbers::pi * (n / 8 + 1.0) / static_cast<double>(n);
+        const std::function<bool(size_t)> patterns[] = {
+            [](size_t) { return true; },
+            [](size_t) { return false; },
+            [](size_t i) { return i / 2 % 2 == 0; },
+            [](size_t i) { return i / 4 % 2 == 0; },
+            [](size_t i) { return i < 2; },
+            [turn](size_t i) { return std::cos(turn * (i / 2) + 0.1 - (i % 2) * 1.5708) < 0; },
+        };
+        for (const auto& pattern : patterns) {
+            std::vector<TypeParam> x;
+            for (size_t i = 0; i < 2 * n; ++i) x.push_back(pattern(i) ? kMin : kMax);
+            for (const auto& [kind, inverse] :
+                 {std::pair{kComplex, false}, {kComplex, true}, {kReal, false}}) {
+                if (kind == kReal && &pattern == &patterns[5]) continue;
+                const size_t length = kind == kReal ? 2 * n : n;
+                auto exact = divided(reference_dft(values(kind, x), inverse), 1.0 * length);
+                for (auto& v : exact) {  // these go beyond the upper end only
+                    v = {std::min<double>(v.real(), kMax), std::min<double>(v.imag(), kMax)};
+                }
+                // The twiddle of 1.0 is a unit short, which shows near full scale, once a stage.
+                EXPECT_LT(worst(exact, values(kComplex, fft(kind, length, x, inverse, true))), 6)
+                    << length << " #" << &pattern - patterns << " kind " << kind << inverse;
+            }
+        }
+    }
+}
+
+TYPED_TEST(FftFixed, UnscaledIsExactOrWraps) {
+    const auto level = static_cast<TypeParam>(this->kFullScale * 0.75);
+    const auto sum = fft<TypeParam>(kComplex, 4, std::vector<TypeParam>(2 * 4, level), false);
+    EXPECT_EQ(sum[0], static_cast<TypeParam>(4 * static_cast<int64_t>(level)));
+    std::vector<TypeParam> impulse(2 * 16), flat(2 * 16);
+    impulse[0] = 1;
+    for (size_t k = 0; k < 16; ++k) flat[2 * k] = 1;
+    EXPECT_EQ(fft(kComplex, 16, impulse, false), flat);
+}
+
+}  // namespace
