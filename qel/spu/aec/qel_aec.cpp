@@ -1,0 +1,260 @@
+// The canceller's life and its frame pipeline: bytes to frames, bypass or processing, bytes out.
+#include "qel/spu/aec/qel_aec.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "qel/core/internal.hpp"
+#include "qel/core/qel_version.hpp"
+#include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/svad/qel_svad.hpp"
+
+using qel::floats;
+
+namespace {
+
+constexpr char kSource[] = "qel/spu/aec/qel_aec";
+constexpr char kVersion[] = "spu/aec v1.0.8";
+constexpr int32_t kSpeech = 1;
+constexpr uint32_t kOutputBytes = 1024;
+
+/// Refuses a setting that cannot work.
+bool in_range(const char* key, int32_t value, int32_t least, int32_t most) {
+    if (value >= least && value <= most) return true;
+    QEL_LOG(QEL_LOG_ERROR, "%s = %d cannot work: must be %d to %d.", key, value, least, most);
+    return false;
+}
+
+/// Whether the arithmetic is sound with these settings. A frame of one sample has no deviation to
+/// judge, and 2 * frame_size must fit 16 bits; smoothing by frame_size / freqs is stable up to 1;
+/// the speech probability averages num bands - 11 bands.
+bool settings_work(const qel_aec_cfg& cfg) {
+    constexpr int32_t kLeastFrame = 2, kMostFrame = INT16_MAX / 2, kLeastBanks = 12;
+    return in_range("frame_size", cfg.frame_size, kLeastFrame, kMostFrame) &&
+           in_range("freqs", cfg.freqs, cfg.frame_size, INT16_MAX) &&
+           in_range("taps", cfg.taps, 1, INT16_MAX) &&
+           in_range("offset_bins", cfg.offset_bins, 0, INT16_MAX) &&
+           in_range("nb_banks", cfg.nb_banks, kLeastBanks, INT16_MAX) &&
+           in_range("fft_size", cfg.fft_size, 2 * cfg.frame_size, 2 * cfg.frame_size) &&
+           in_range("fft_bins", cfg.fft_bins, cfg.frame_size + 1, cfg.frame_size + 1) &&
+           in_range("num_bank", cfg.num_bank, cfg.fft_bins, cfg.fft_bins) &&
+           (!cfg.use_nlp || (in_range("nlp > freqs", cfg.nlp.freqs, cfg.frame_size, INT16_MAX) &&
+                             in_range("nlp > nb_banks", cfg.nlp.nb_banks, kLeastBanks, INT16_MAX)));
+}
+
+/// Copies the sub-configurations and gives them the canceller's frame size; all else stays as it
+/// stands there, the derived number of muted frames included.
+void fit_sub_configurations(qel_aec* aec) {
+    const qel_aec_cfg& cfg = *aec->cfg;
+    aec->nlp_cfg = cfg.nlp;
+    aec->nlp_cfg.frame_size = cfg.frame_size;
+    qel_aec_nlp_cfg_update(&aec->nlp_cfg);
+    aec->mute_cfg = cfg.mute;
+    aec->mute_cfg.frame_size = cfg.frame_size;
+    if (cfg.use_nlp && cfg.nlp.frame_size != cfg.frame_size) {
+        QEL_LOG(QEL_LOG_WARNING, "nlp > frame_size = %d differs from frame_size = %d: using %d.",
+                cfg.nlp.frame_size, cfg.frame_size, cfg.frame_size);
+    }
+    if (cfg.md_type != QEL_VECTOR_FLOAT32) {
+        QEL_LOG(QEL_LOG_WARNING, "md_type = %u is not computed in: using float32.", cfg.md_type);
+    }
+}
+
+/// Calls fn(vector, elements) for each float vector of the instance.
+template <class Fn>
+void for_each_vector(qel_aec* aec, Fn fn) {
+    const auto frame = static_cast<uint32_t>(aec->cfg->frame_size);
+    const auto pair = static_cast<uint32_t>(aec->cfg->fft_size);
+    const auto bins = static_cast<uint32_t>(aec->cfg->fft_bins);
+    const uint32_t history = bins * static_cast<uint32_t>(aec->cfg->taps);
+    for (auto* u : {&aec->mic, &aec->ref, &aec->mic_hist, &aec->ref_hist, &aec->overlap}) {
+        fn(u, frame);
+    }
+    for (auto* u : {&aec->mic_pass, &aec->window, &aec->mic_frame_win, &aec->ref_frame_win}) {
+        fn(u, pair);
+    }
+    for (auto* u : {&aec->delta_floor, &aec->norm, &aec->ref_power_sum, &aec->mic_power,
+                    &aec->echo_power, &aec->post_power, &aec->ref_power_smooth}) {
+        fn(u, bins);
+    }
+    for (auto* u : {&aec->error_spec, &aec->step_spec, &aec->mic_spec, &aec->ref_spec,
+                    &aec->echo_spec, &aec->post_error}) {
+        fn(u, 2 * bins);
+    }
+    fn(&aec->ref_power_hist, history);
+    fn(&aec->ref_spec_hist, 2 * history);
+    fn(&aec->weights, 2 * history);
+}
+
+/// Makes everything the instance owns; false when memory runs out.
+bool make_parts(qel_aec* aec) {
+    const qel_aec_cfg& cfg = *aec->cfg;
+    const auto frame = static_cast<uint32_t>(cfg.frame_size);
+    bool made = true;
+    for_each_vector(aec, [&made](qel_vector_union* u, uint32_t len) {
+        made = made && qel::make_floats(u, len);
+    });
+    aec->out = qel_vector_int16_new(frame);
+    made = made && aec->out;
+    if (cfg.use_nlp) made = made && (aec->nlp = qel_aec_nlp_new(&aec->nlp_cfg));
+    if (cfg.use_vad) {
+        made = made && (aec->ref_vad = qel_svad_new(&cfg.vad[0])) &&
+               (aec->frame_vad = qel_svad_new(&cfg.vad[1]));
+    }
+    if (cfg.use_mute) made = made && (aec->mute = qel_aec_mute_new(&aec->mute_cfg));
+    made = made && (aec->mic_sep = qel_sigp_frame_separator_new(frame)) &&
+           (aec->ref_sep = qel_sigp_frame_separator_new(frame));
+    if (made && cfg.use_hdr) {
+        for (auto* sep : {aec->mic_sep, aec->ref_sep}) sep->frame_bytes = 4 * frame;
+    }
+    return made && (aec->output = qel_string_new(nullptr, std::max(kOutputBytes, 2 * frame)));
+}
+
+/// Samples of a frame as floats: 16-bit ones unscaled, 32-bit ones shifted down first.
+void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst) {
+    const int32_t n = cfg.frame_size;
+    if (cfg.use_hdr) {
+        // From 32 on only the sign is left; a gain that would shift up is not removed.
+        const int32_t shift = std::clamp(8 - cfg.hdr_gain_db / 6, 0, 31);
+        const auto* src = static_cast<const char*>(samples);
+        for (int32_t i = 0; i < n; ++i) {
+            int32_t x;
+            std::memcpy(&x, src + 4 * i, sizeof x);
+            dst[i] = static_cast<float>(x >> shift);
+        }
+    } else {
+        const auto* src = static_cast<const int16_t*>(samples);
+        for (int32_t i = 0; i < n; ++i) dst[i] = static_cast<float>(src[i]);
+    }
+}
+
+/// The reference's verdict; without a detector every reference is active.
+bool reference_active(qel_aec* aec) {
+    if (!aec->frame_vad) return true;
+    const auto n = static_cast<uint32_t>(aec->cfg->frame_size);
+    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == kSpeech;
+}
+
+}  // namespace
+
+namespace qel {
+
+void to_samples(const float* src, int16_t* dst, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        // Toward zero into 32 bits, which saturate (NaN gives 0), then the low 16: a sample that
+        // is too loud wraps, and does so alike on every processor.
+        const float x = src[i];
+        const bool high = x >= 2147483648.0f;
+        const bool inside = x > -2147483648.0f && !high;
+        const int32_t whole = static_cast<int32_t>(inside ? x : 0.0f);
+        const uint32_t low = high ? UINT32_MAX : static_cast<uint32_t>(whole);
+        dst[i] = static_cast<int16_t>(low);
+    }
+}
+
+}  // namespace qel
+
+void _g_module_aec() { qel::register_module(kVersion); }
+
+qel_aec* qel_aec_new(const qel_aec_cfg* cfg) {
+    if (!cfg || !settings_work(*cfg)) return nullptr;
+    auto* aec = qel::make_zeroed<qel_aec>().release();
+    if (aec) {
+        aec->cfg = cfg;
+        fit_sub_configurations(aec);
+        if (make_parts(aec)) {
+            qel_aec_init(aec);
+            if (aec->fft.plan) return aec;
+        }
+    }
+    QEL_LOG(QEL_LOG_ERROR, "out of memory.");
+    qel_aec_delete(aec);
+    return nullptr;
+}
+
+void qel_aec_init(qel_aec* aec) {
+    const qel_aec_cfg& cfg = *aec->cfg;
+    const auto bins = static_cast<uint32_t>(cfg.num_bank);
+    aec->norm_gain = 2;
+    aec->delta_floor_level = 7.5157342f;
+    aec->norm_ceiling = 2147352.5f;
+    aec->post_error_gain = 0.5f;
+    aec->step_size = 0.4f;
+    for_each_vector(aec, [](qel_vector_union* u, uint32_t) { qel::clear(*u); });
+    qel_vector_int16_zero(aec->out);
+    // A plan keeps nothing between transforms, so one made before serves as well as a new one.
+    if (!aec->fft.plan) qel_fft_r2c_state_union_init(&aec->fft, QEL_FFT_FLOAT32, cfg.fft_size);
+    qel_sigp_hanning_window_with_sqrt(&aec->window, static_cast<uint32_t>(cfg.fft_size));
+    qel_sigp_gen_delta_floor(&aec->delta_floor, bins, static_cast<uint32_t>(cfg.taps),
+                             aec->delta_floor_level);
+}
+
+void qel_aec_reset(qel_aec* aec) {
+    qel_aec_init(aec);
+    if (aec->nlp) qel_aec_nlp_init(aec->nlp);
+    qel_svad_reset(aec->ref_vad);
+    qel_svad_reset(aec->frame_vad);
+    if (aec->mute) qel_aec_mute_init(aec->mute);
+    qel_sigp_frame_separator_reset(aec->mic_sep);
+    qel_sigp_frame_separator_reset(aec->ref_sep);
+    qel_string_reset(aec->output, 0);
+}
+
+void qel_aec_delete(qel_aec* aec) {
+    if (!aec) return;
+    for_each_vector(aec, [](qel_vector_union* u, uint32_t) { qel_vector_union_clean(u); });
+    qel_vector_int16_delete(aec->out);
+    qel_aec_nlp_delete(aec->nlp);
+    qel_svad_delete(aec->ref_vad);
+    qel_svad_delete(aec->frame_vad);
+    qel_aec_mute_delete(aec->mute);
+    qel_fft_r2c_state_union_clean(&aec->fft);
+    qel_sigp_frame_separator_delete(aec->mic_sep);
+    qel_sigp_frame_separator_delete(aec->ref_sep);
+    if (aec->output) qel_string_delete(aec->output);
+    std::free(aec);
+}
+
+const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes, const void* ref,
+                              uint32_t ref_bytes, uintptr_t is_end, uint32_t* out_bytes) {
+    const uint32_t flags = is_end != 0 ? QEL_SIGP_FEED_END : 0;
+    qel_sigp_frame_separator_feed(aec->mic_sep, mic, mic_bytes, flags);
+    qel_sigp_frame_separator_feed(aec->ref_sep, ref, ref_bytes, flags);
+    qel_string_assign(aec->output, nullptr, 0);  // unlike a reset it zeroes no storage
+
+    int32_t result = 0;
+    while (result == 0 && aec->mic_sep->ready.count > 0 && aec->ref_sep->ready.count > 0) {
+        qel_sigp_frame* const frames[] = {qel_sigp_frame_separator_pop(aec->mic_sep),
+                                          qel_sigp_frame_separator_pop(aec->ref_sep)};
+        result = qel_aec_feed(aec, frames);
+        qel_sigp_frame_separator_push(aec->mic_sep, frames[0]);
+        qel_sigp_frame_separator_push(aec->ref_sep, frames[1]);
+    }
+    if (out_bytes) *out_bytes = aec->output->length;
+    return aec->output->data;
+}
+
+int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
+    const qel_aec_cfg& cfg = *aec->cfg;
+    const int32_t n = cfg.frame_size;
+    float* mic = floats(aec->mic);
+    from_samples(cfg, frames[0]->samples, mic);
+    from_samples(cfg, frames[1]->samples, floats(aec->ref));
+
+    bool active = true;
+    if (cfg.use_bypass) {
+        float* pass = floats(aec->mic_pass);
+        std::copy_n(pass + n, n, pass);
+        std::copy_n(mic, n, pass + n);
+        active = reference_active(aec);
+        // The frame before, so that both paths are one frame late.
+        if (!active) qel::to_samples(pass, aec->out->data, n);
+    }
+    if (active) qel_aec_process(aec);
+    return qel_string_append(aec->output, aec->out->data, 2 * static_cast<uint32_t>(n));
+}
+
+const char* qel_aec_get_version() { return kVersion; }
+
+const char* qel_aec_version() { return qel_aec_get_version(); }

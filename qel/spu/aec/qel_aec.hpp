@@ -1,0 +1,50 @@
+// What the sources of the canceller share and nobody else sees.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "qel/math/vector/qel_vector.h"
+#include "qel/spu/aec/qel_aec.h"
+
+/// Registers the canceller's version; runs while the library loads.
+void _g_module_aec();
+
+namespace qel {
+
+/// The elements of a float32 union.
+inline float* floats(const qel_vector_union& u) {
+    return static_cast<qel_vector_float32*>(u.vec)->data;
+}
+
+/// Sets every element of a float32 union to zero.
+inline void clear(const qel_vector_union& u) {
+    qel_vector_float32_zero(static_cast<qel_vector_float32*>(u.vec));
+}
+
+/// Makes a float32 vector of `len` elements in `u`; false when memory runs out.
+inline bool make_floats(qel_vector_union* u, uint32_t len) {
+    qel_vector_union_init(u, QEL_VECTOR_FLOAT32, len);
+    return u->vec != nullptr;
+}
+
+/// The first spectrum bin that the filter works on, and how many there are: filter bins past the
+/// spectrum's end are left out.
+inline int32_t first_bin(const qel_aec_cfg& cfg) { return std::min(cfg.offset_bins, cfg.fft_bins); }
+inline int32_t filter_bins(const qel_aec_cfg& cfg) { return cfg.fft_bins - first_bin(cfg); }
+
+/// fft_bins complex bins at `spec` into fft_size samples at `time`.
+void inverse_transform(qel_aec* aec, const float* spec, float* time);
+
+/// Adds the windowed head of `time`, fft_size samples, to the overlap memory and scales it into
+/// `out`, then keeps the windowed tail; both of these hold frame_size samples.
+void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* out);
+
+/// Floats to 16-bit samples: truncated toward zero, wrapping.
+void to_samples(const float* src, int16_t* dst, int32_t n);
+
+/// Writes one comfort-noise frame of the mute's frame size to `out` and counts it; false, with
+/// nothing done, once mute_frames frames have been muted.
+bool mute_frame(qel_aec_mute* mute, float* out);
+
+}  // namespace qel

@@ -1,0 +1,386 @@
+// Residual echo suppressor: Bark filter bank, leak, spectral gains and synthesis, frame by frame.
+#include "qel/spu/aec/qel_aec_nlp.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "qel/core/internal.hpp"
+#include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/sigp/keys.hpp"
+
+using qel::floats;
+
+namespace {
+
+constexpr char kSource[] = "qel/spu/aec/qel_aec_nlp";
+constexpr int32_t kSpeech = 1;
+constexpr int16_t kMaxAdaptCount = 20000;
+constexpr int32_t kSkippedBands = 6;  // at the low end, and one fewer at the high end, of the bands
+                                      // whose SNR tells speech
+constexpr float kMaxSnr = 100.0f;
+
+/// Calls fn(vector, elements) for each float vector of the suppressor.
+template <class Fn>
+void for_each_vector(qel_aec_nlp* nlp, Fn fn) {
+    const auto frame = static_cast<uint32_t>(nlp->cfg->frame_size);
+    const auto bins = static_cast<uint32_t>(nlp->cfg->fft_bins);
+    const uint32_t all = bins + static_cast<uint32_t>(nlp->cfg->nb_banks);
+    for (auto* u : {&nlp->weight_left, &nlp->weight_right, &nlp->error_avg, &nlp->echo_avg}) {
+        fn(u, bins);
+    }
+    for (auto* u : {&nlp->gain2, &nlp->gain_floor, &nlp->post, &nlp->prior, &nlp->gain,
+                    &nlp->residual, &nlp->ps, &nlp->echo_noise, &nlp->old_ps, &nlp->zeta}) {
+        fn(u, all);
+    }
+    fn(&nlp->time, nlp->cfg->fft_size);
+    fn(&nlp->spec, 2 * nlp->cfg->fft_size);
+    fn(&nlp->out, frame);
+    fn(&nlp->overlap, frame);
+}
+
+/// Critical-band rate in Bark of a frequency in Hz (Wang, Sekey and Gersho, IEEE JSAC 10(5), 1992).
+float bark(float f) {
+    return static_cast<float>(13.1 * std::atan(0.00074f * f) + 2.24 * std::atan(1.85e-8f * f * f) +
+                              1e-4 * f);
+}
+
+/// Gives each bin two neighbouring bands, weighted by its distance from their centres; the bands
+/// lie evenly on the Bark scale from 0 to the top bin.
+void build_filter_bank(qel_aec_nlp* nlp) {
+    const qel_aec_nlp_cfg& cfg = *nlp->cfg;
+    const int32_t bins = cfg.fft_bins, bands = cfg.nb_banks;
+    int16_t* left = nlp->band_left->data;
+    int16_t* right = nlp->band_right->data;
+    float* weight_left = floats(nlp->weight_left);
+    float* weight_right = floats(nlp->weight_right);
+
+    const float width = static_cast<float>(cfg.freqs) / static_cast<float>(2 * cfg.frame_size);
+    // From the last bin's own frequency, not from freqs / 2: so it lands exactly on the last band.
+    const float top = bark(static_cast<float>(bins - 1) * width);
+    const float interval = top / static_cast<float>(bands - 1);
+    for (int32_t i = 0; i < bins; ++i) {
+        const float v = bark(static_cast<float>(i) * width) / interval;
+        const auto id = static_cast<int32_t>(v);
+        const bool last = id >= bands - 1;
+        const float above = v - static_cast<float>(id);
+        left[i] = static_cast<int16_t>(last ? bands - 2 : id);
+        right[i] = static_cast<int16_t>(left[i] + 1);
+        weight_left[i] = last ? 0.0f : 1.0f - above;
+        weight_right[i] = last ? 1.0f : above;
+    }
+}
+
+void bands_from_bins(const qel_aec_nlp& nlp, float* values) {
+    FilterbankComputeBank32(values, values + nlp.cfg->fft_bins, nlp.band_left->data,
+                            nlp.band_right->data, floats(nlp.weight_left), floats(nlp.weight_right),
+                            nlp.cfg->fft_bins, nlp.cfg->nb_banks);
+}
+
+void bins_from_bands(const qel_aec_nlp& nlp, const float* bands, float* bins) {
+    FilterbankComputePsd16(bands, bins, nlp.band_left->data, nlp.band_right->data,
+                           floats(nlp.weight_left), floats(nlp.weight_right), nlp.cfg->fft_bins);
+}
+
+/// The share of the echo estimate that is still in the error: 0.01 to 1.
+float estimate_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
+    const qel_aec_nlp_cfg& cfg = *nlp->cfg;
+    const float* error = floats(aec.post_power);
+    const float* echo = floats(aec.echo_power);
+    float* error_avg = floats(nlp->error_avg);
+    float* echo_avg = floats(nlp->echo_avg);
+
+    const float frame_time = static_cast<float>(cfg.frame_size) / static_cast<float>(cfg.freqs);
+    float see = 0.0f, syy = 0.0f, pey = 0.0f, pyy = 1.0f;
+    for (int32_t j = 0; j < cfg.fft_bins; ++j) {
+        see += error[j];
+        syy += echo[j];
+        const float d_error = error[j] - error_avg[j];
+        const float d_echo = echo[j] - echo_avg[j];
+        pey += d_error * d_echo;
+        pyy += d_echo * d_echo;
+        error_avg[j] = frame_time * error[j] + (1.0f - frame_time) * error_avg[j];
+        echo_avg[j] = frame_time * echo[j] + (1.0f - frame_time) * echo_avg[j];
+    }
+    pyy = std::sqrt(pyy);
+    pey /= pyy;
+
+    // An error of exactly zero (a digitally silent microphone) tells nothing about the leak.
+    const float alpha =
+        see > 0.0f ? std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see : 0.0f;
+    nlp->pyy = std::max(1.0f, alpha * pyy + (1.0f - alpha) * nlp->pyy);
+    nlp->pey = alpha * pey + (1.0f - alpha) * nlp->pey;
+    nlp->pey = std::min(std::max(nlp->pey, nlp->min_leak * nlp->pyy), nlp->pyy);
+    const float leak = nlp->pey / nlp->pyy;
+    return leak > 0.5f ? 1.0f : static_cast<float>(nlp->leak_mult) * leak;
+}
+
+/// Residual echo in bins and bands: the leaked share of the echo estimate, falling off slowly.
+void update_echo_noise(qel_aec_nlp* nlp, const qel_aec& aec, float leak) {
+    const int32_t bins = nlp->cfg->fft_bins;
+    const float* echo_power = floats(aec.echo_power);
+    float* residual = floats(nlp->residual);
+    float* echo = floats(nlp->echo_noise);
+    for (int32_t j = 0; j < bins; ++j) residual[j] = leak * echo_power[j];
+    // NaN fails both comparisons.
+    if (!(residual[0] >= 0.0f && residual[0] < static_cast<float>(bins) * 1e9f)) {
+        std::fill_n(residual, bins, 0.0f);
+    }
+    for (int32_t j = 0; j < bins; ++j) echo[j] = std::max(0.6f * echo[j], residual[j]);
+    bands_from_bins(*nlp, echo);
+}
+
+/// Error power in bins and bands.
+void update_power(qel_aec_nlp* nlp, const qel_aec& aec) {
+    const int32_t bins = nlp->cfg->fft_bins;
+    float* ps = floats(nlp->ps);
+    std::copy_n(floats(aec.post_power), bins, ps);
+    bands_from_bins(*nlp, ps);
+    // The first frame leaves the last band's history at zero; its gain has always started so.
+    if (nlp->adapt_count == 1) {
+        std::copy_n(ps, nlp->cfg->frame_size + nlp->cfg->nb_banks, floats(nlp->old_ps));
+    }
+}
+
+/// A-posteriori and decision-directed a-priori SNR, and the bands' smoothed a-priori SNR.
+void update_snr(qel_aec_nlp* nlp) {
+    const int32_t bins = nlp->cfg->fft_bins, all = bins + nlp->cfg->nb_banks;
+    const float* ps = floats(nlp->ps);
+    const float* old_ps = floats(nlp->old_ps);
+    const float* echo = floats(nlp->echo_noise);
+    float* post = floats(nlp->post);
+    float* prior = floats(nlp->prior);
+    float* zeta = floats(nlp->zeta);
+    for (int32_t i = 0; i < all; ++i) {
+        const float noise = echo[i] + 0.001f;
+        const float share = old_ps[i] / (old_ps[i] + noise);
+        const float gamma = 0.1f + 0.89f * (share * share);
+        post[i] = std::min(ps[i] / noise - 1.0f, kMaxSnr);
+        prior[i] = std::min(gamma * std::max(0.0f, post[i]) + (1.0f - gamma) * (old_ps[i] / noise),
+                            kMaxSnr);
+    }
+    for (int32_t i = bins; i < all; ++i) zeta[i] = 0.7f * zeta[i] + 0.3f * prior[i];
+}
+
+/// Probability, 0.1 to 0.999, that the frame holds near-end speech.
+float speech_probability(const qel_aec_nlp& nlp) {
+    const int32_t bands = nlp.cfg->nb_banks;
+    const float* zeta = floats(nlp.zeta) + nlp.cfg->fft_bins;
+    float sum = 0.0f;
+    for (int32_t b = kSkippedBands; b < bands - kSkippedBands + 1; ++b) sum += zeta[b];
+    const float mean = sum / static_cast<float>(bands - 2 * kSkippedBands + 1);
+    return 0.1f + 0.899f / (1.0f + 0.15f / mean);
+}
+
+/// Least gain of each bin, from the suppression in dB that the frame calls for.
+void update_gain_floor(qel_aec_nlp* nlp, float speech) {
+    const int32_t bins = nlp->cfg->fft_bins, bands = nlp->cfg->nb_banks;
+    const float* echo = floats(nlp->echo_noise) + bins;
+    float* floor = floats(nlp->gain_floor);
+    // Without scratch the floor's own band values, which nothing else reads, serve as well.
+    float* band_floor = nlp->scratch ? nlp->scratch : floor + bins;
+    const float db = speech * static_cast<float>(nlp->echo_suppress_active) +
+                     (1.0f - speech) * static_cast<float>(nlp->echo_suppress);
+    const float echo_floor = std::exp(0.2302585f * db);
+    for (int32_t b = 0; b < bands; ++b) {
+        band_floor[b] = std::sqrt(echo_floor * echo[b]) / std::sqrt(echo[b] + 1.0f);
+    }
+    bins_from_bands(*nlp, band_floor, floor);
+}
+
+/// Gain and speech-presence gain of the bands, then of the bins between them.
+void update_band_gains(qel_aec_nlp* nlp, float speech) {
+    const int32_t bins = nlp->cfg->fft_bins, all = bins + nlp->cfg->nb_banks;
+    const float* post = floats(nlp->post);
+    const float* prior = floats(nlp->prior);
+    const float* zeta = floats(nlp->zeta);
+    const float* ps = floats(nlp->ps);
+    float* old_ps = floats(nlp->old_ps);
+    float* gain = floats(nlp->gain);
+    float* gain2 = floats(nlp->gain2);
+    for (int32_t i = bins; i < all; ++i) {
+        const float wiener = prior[i] / (prior[i] + 1.0f);
+        const float theta = (post[i] + 1.0f) * wiener;
+        gain[i] = std::min(1.0f, wiener * HypergeomGain(theta));
+        old_ps[i] = 0.2f * old_ps[i] + 0.8f * (gain[i] * gain[i]) * ps[i];
+        const float absence = 1.0f - (0.8f / (0.15f / zeta[i] + 1.0f) + 0.199f) * speech;
+        gain2[i] =
+            1.0f / (1.0f + absence / (1.0f - absence) * (1.0f + prior[i]) * std::exp(-theta));
+    }
+    bins_from_bands(*nlp, gain + bins, gain);
+    bins_from_bands(*nlp, gain2 + bins, gain2);
+}
+
+/// Gain of each bin, kept near its bands' gain and above the floor, weighted by speech presence.
+void update_bin_gains(qel_aec_nlp* nlp) {
+    const int32_t bins = nlp->cfg->fft_bins;
+    const float* post = floats(nlp->post);
+    const float* prior = floats(nlp->prior);
+    const float* ps = floats(nlp->ps);
+    const float* floor = floats(nlp->gain_floor);
+    float* old_ps = floats(nlp->old_ps);
+    float* gain = floats(nlp->gain);
+    float* gain2 = floats(nlp->gain2);
+    for (int32_t i = 0; i < bins; ++i) {
+        const float wiener = prior[i] / (prior[i] + 1.0f);
+        const float theta = (post[i] + 1.0f) * wiener;
+        float g = std::min(1.0f, wiener * HypergeomGain(theta));
+        if (gain[i] < 0.333f * g) g = 3.0f * gain[i];
+        old_ps[i] = 0.2f * old_ps[i] + 0.8f * (g * g) * ps[i];
+        gain[i] = std::max(g, floor[i]);
+        const float presence = gain2[i];
+        const float amplitude =
+            presence * std::sqrt(gain[i]) + (1.0f - presence) * std::sqrt(floor[i]);
+        gain2[i] = amplitude * amplitude;
+    }
+}
+
+/// Takes the a-posteriori error again, with a factor that grows as speech gets less likely.
+void over_subtract(const qel_aec_nlp& nlp, qel_aec* aec, float speech) {
+    const float factor = (nlp.over_sub_base - speech) * nlp.over_sub_scale;
+    const int32_t first = qel::first_bin(*aec->cfg);
+    const int32_t count = qel::filter_bins(*aec->cfg);
+    const float* weight = floats(aec->ref_power_sum);
+    const float* step = floats(aec->step_spec);
+    const float* error = floats(aec->error_spec) + 2 * first;
+    float* out = floats(aec->post_error) + 2 * first;
+    for (int32_t k = 0; k < count; ++k) {
+        const float amount = factor * weight[k];
+        out[2 * k] = error[2 * k] - amount * step[2 * k];
+        out[2 * k + 1] = error[2 * k + 1] - amount * step[2 * k + 1];
+    }
+}
+
+/// The time-domain output frame.
+void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
+    const qel_aec_cfg& cfg = *aec->cfg;
+    if (cfg.use_mute && qel::mute_frame(aec->mute, floats(nlp->out))) return;
+
+    const float* time = floats(nlp->time);
+    if (cfg.use_vad && aec->ref_vad->state != kSpeech) {
+        time = floats(aec->mic_frame_win);  // a silent reference: the microphone, not suppressed
+    } else {
+        const float* gain = floats(nlp->gain2);
+        const float* error = floats(aec->post_error);
+        float* spec = floats(nlp->spec);
+        for (int32_t i = 0; i < cfg.fft_bins; ++i) {
+            spec[2 * i] = error[2 * i] * gain[i];
+            spec[2 * i + 1] = error[2 * i + 1] * gain[i];
+        }
+        qel::inverse_transform(aec, spec, floats(nlp->time));
+    }
+    qel::overlap_add(aec, time, floats(nlp->overlap), floats(nlp->out));
+}
+
+}  // namespace
+
+int32_t qel_aec_nlp_cfg_init(qel_aec_nlp_cfg* cfg) {
+    cfg->freqs = 16000;
+    cfg->frame_size = 512;
+    cfg->nb_banks = 24;
+    cfg->offset_bins = 0;
+    return qel_aec_nlp_cfg_update(cfg);
+}
+
+int32_t qel_aec_nlp_cfg_update_local(qel_aec_nlp_cfg* cfg, qel_config_items* section) {
+    qel::read_integer(section, "freqs", &cfg->freqs);
+    qel::read_integer(section, "frame_size", &cfg->frame_size);
+    qel::read_integer(section, "nb_banks", &cfg->nb_banks);
+    qel::read_integer(section, "offset_bins", &cfg->offset_bins);
+    return 0;
+}
+
+int32_t qel_aec_nlp_cfg_update(qel_aec_nlp_cfg* cfg) {
+    cfg->fft_size = 2 * static_cast<uint32_t>(cfg->frame_size);
+    cfg->fft_bins = static_cast<int16_t>(cfg->frame_size + 1);
+    cfg->num_bank = cfg->fft_bins;
+    return 0;
+}
+
+int32_t qel_aec_nlp_cfg_clean(qel_aec_nlp_cfg*) { return 0; }
+
+qel_aec_nlp* qel_aec_nlp_new(const qel_aec_nlp_cfg* cfg) {
+    auto nlp = qel::make_zeroed<qel_aec_nlp>();
+    bool made = nlp != nullptr;
+    if (made) {
+        nlp->cfg = cfg;
+        const auto bins = static_cast<uint32_t>(cfg->fft_bins);
+        nlp->band_left = qel_vector_int16_new(bins);
+        nlp->band_right = qel_vector_int16_new(bins);
+        made = nlp->band_left && nlp->band_right;
+        for_each_vector(nlp.get(), [&made](qel_vector_union* u, uint32_t len) {
+            made = made && qel::make_floats(u, len);
+        });
+    }
+    if (!made) {
+        QEL_LOG(QEL_LOG_ERROR, "out of memory.");
+        qel_aec_nlp_delete(nlp.release());
+        return nullptr;
+    }
+    nlp->scratch = qel::make_zeroed<float>(static_cast<size_t>(cfg->nb_banks)).release();
+    if (!nlp->scratch) std::puts("ptmpbuf alloc fail.");
+    qel_aec_nlp_init(nlp.get());
+    return nlp.release();
+}
+
+void qel_aec_nlp_init(qel_aec_nlp* nlp) {
+    nlp->leak_mult = 2;
+    nlp->echo_suppress = -40;
+    nlp->echo_suppress_active = -15;
+    nlp->adapt_count = 0;
+    nlp->min_leak = 0.005f;
+    nlp->over_sub_base = 1.8f;
+    nlp->over_sub_scale = 0.8f;
+    nlp->pey = 1.0f;
+    nlp->pyy = 1.0f;
+    for_each_vector(nlp, [](qel_vector_union* u, uint32_t) { qel::clear(*u); });
+    build_filter_bank(nlp);
+}
+
+void qel_aec_nlp_delete(qel_aec_nlp* nlp) {
+    if (!nlp) return;
+    qel_vector_int16_delete(nlp->band_left);
+    qel_vector_int16_delete(nlp->band_right);
+    for_each_vector(nlp, [](qel_vector_union* u, uint32_t) { qel_vector_union_clean(u); });
+    std::free(nlp->scratch);
+    std::free(nlp);
+}
+
+int32_t qel_aec_nlp_process(qel_aec* aec) {
+    qel_aec_nlp* nlp = aec->nlp;
+    if (nlp->adapt_count < kMaxAdaptCount) ++nlp->adapt_count;
+    update_echo_noise(nlp, *aec, estimate_leak(nlp, *aec));
+    update_power(nlp, *aec);
+    update_snr(nlp);
+    const float speech = speech_probability(*nlp);
+    update_gain_floor(nlp, speech);
+    update_band_gains(nlp, speech);
+    update_bin_gains(nlp);
+    over_subtract(*nlp, aec, speech);
+    synthesise(nlp, aec);
+    return 0;
+}
+
+void FilterbankComputeBank32(const float* ps, float* bands, const int16_t* left,
+                             const int16_t* right, const float* weight_left,
+                             const float* weight_right, int32_t bins, int32_t num_bands) {
+    std::fill_n(bands, num_bands, 0.0f);
+    for (int32_t i = 0; i < bins; ++i) {
+        bands[left[i]] += weight_left[i] * ps[i];
+        bands[right[i]] += weight_right[i] * ps[i];
+    }
+}
+
+void FilterbankComputePsd16(const float* bands, float* out, const int16_t* left,
+                            const int16_t* right, const float* weight_left,
+                            const float* weight_right, int32_t bins) {
+    for (int32_t i = 0; i < bins; ++i) {
+        out[i] = weight_right[i] * bands[right[i]] + weight_left[i] * bands[left[i]];
+    }
+}
+
+float HypergeomGain(float x) { return qel_sigp_hypergeom_gain(x); }
+
+void RandFrame(float* buf, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) buf[i] = static_cast<float>(std::rand() % 1000 - 500) / 1000.0f;
+}

@@ -1,0 +1,13 @@
+// The judgement itself, for windows of any length; shared with the canceller.
+#pragma once
+
+#include <cstdint>
+
+#include "qel/spu/svad/qel_svad.h"
+
+namespace qel {
+
+/// qel_svad_judge() for a window of `n` samples.
+int32_t svad_judge_count(qel_svad* det, const float* samples, uint32_t n);
+
+}  // namespace qel

@@ -1,0 +1,74 @@
+// A running canceller of the library with its configuration, for tests that feed it signals.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <vector>
+
+#include "qel/math/fft/qel_fft.h"
+#include "qel/math/vector/qel_vector.h"
+#include "qel/spu/aec/qel_aec.h"
+#include "tests/support/reference_aec.hpp"
+
+class Canceller {
+  public:
+    explicit Canceller(const AecSettings& settings = {}, float mute_seconds = 0, bool hdr = false) {
+        qel_fft_init_module();
+        qel_vector_init_module();
+        qel_aec_cfg_init(&cfg_);
+        cfg_.freqs = cfg_.nlp.freqs = cfg_.mute.freqs = static_cast<int16_t>(settings.rate);
+        cfg_.frame_size = cfg_.nlp.frame_size = cfg_.mute.frame_size =
+            static_cast<int16_t>(settings.frame);
+        cfg_.taps = static_cast<int16_t>(settings.taps);
+        cfg_.nb_banks = cfg_.nlp.nb_banks = static_cast<int16_t>(settings.banks);
+        cfg_.offset_bins = static_cast<int16_t>(settings.offset);
+        cfg_.mute.mute_time = mute_seconds;
+        cfg_.use_nlp = settings.nlp;
+        cfg_.use_vad = settings.vad;
+        cfg_.use_hdr = hdr;
+        qel_aec_cfg_update(&cfg_, nullptr);
+        aec_ = qel_aec_new(&cfg_);
+    }
+    ~Canceller() {
+        qel_aec_delete(aec_);
+        qel_aec_cfg_clean(&cfg_);
+    }
+    Canceller(const Canceller&) = delete;
+    Canceller& operator=(const Canceller&) = delete;
+
+    qel_aec* get() { return aec_; }
+    void reset() { qel_aec_reset(aec_); }
+
+    /// Feeds both signals in pieces of at most `chunk` bytes; `end` goes with the last piece.
+    template <class Sample>
+    Pcm feed(const std::vector<Sample>& mic, const std::vector<Sample>& ref, size_t chunk = 1 << 30,
+             bool end = false) {
+        const auto bytes_of = [](const std::vector<Sample>& x) {
+            return x.size() * sizeof(Sample);
+        };
+        const size_t total = std::max(bytes_of(mic), bytes_of(ref));
+        Pcm out;
+        for (size_t at = 0; at < total; at += chunk) {
+            const auto piece = [&](const std::vector<Sample>& x) {
+                const size_t from = std::min(at, bytes_of(x));
+                return std::span(reinterpret_cast<const char*>(x.data()) + from,
+                                 std::min(chunk, bytes_of(x) - from));
+            };
+            const auto m = piece(mic), r = piece(ref);
+            uint32_t bytes = 0;
+            const void* data = qel_aec_feed_data(aec_, m.data(), static_cast<uint32_t>(m.size()),
+                                                 r.data(), static_cast<uint32_t>(r.size()),
+                                                 end && at + chunk >= total, &bytes);
+            out.resize(out.size() + bytes / 2);
+            if (bytes > 0) std::memcpy(out.data() + out.size() - bytes / 2, data, bytes);
+        }
+        return out;
+    }
+
+  private:
+    qel_aec_cfg cfg_{};
+    qel_aec* aec_ = nullptr;
+};
