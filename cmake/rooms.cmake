@@ -1,6 +1,8 @@
-# qel_room(<name> <folder>...): the sources of these folders as one object library, qel_<name>.
+# qel_room(<name> <folder>... [NEON <folder>]): the sources of these folders as one object library,
+# qel_<name>. For a processor with NEON those of the last folder too; QEL_NEON is defined then.
 function(qel_room name)
-    set(patterns ${ARGN})
+    cmake_parse_arguments(arg "" "NEON" "" ${ARGN})
+    set(patterns ${arg_UNPARSED_ARGUMENTS})
     list(TRANSFORM patterns APPEND /*.cpp)
     file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     if(NOT sources)
@@ -9,6 +11,13 @@ function(qel_room name)
     add_library(qel_${name} OBJECT ${sources})
     target_include_directories(qel_${name} PUBLIC ${PROJECT_SOURCE_DIR})
     target_compile_options(qel_${name} PRIVATE ${QEL_LIBRARY_OPTIONS})
+    if(QEL_HAVE_NEON AND arg_NEON)
+        file(GLOB variants CONFIGURE_DEPENDS ${arg_NEON}/*.cpp)
+        if(variants)
+            target_sources(qel_${name} PRIVATE ${variants})
+            target_compile_definitions(qel_${name} PUBLIC QEL_NEON)
+        endif()
+    endif()
 endfunction()
 
 # qel_test(<name> ROOMS <room>... [SOURCES <file>...]): a GoogleTest program <name>_test; without
@@ -22,16 +31,22 @@ function(qel_test name)
         return()
     endif()
     file(GLOB support CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/support/*.cpp)
+    if("vector" IN_LIST arg_ROOMS)
+        list(APPEND support ${CMAKE_CURRENT_SOURCE_DIR}/tables.cpp)
+    endif()
     add_executable(${name}_test ${arg_SOURCES} ${support})
     list(TRANSFORM arg_ROOMS PREPEND qel_)
     foreach(room ${arg_ROOMS})
         if(NOT TARGET ${room})
-            return()
+            message(FATAL_ERROR "qel_test(${name}): there is no room ${room}")
         endif()
     endforeach()
     target_link_libraries(${name}_test PRIVATE ${arg_ROOMS} GTest::gmock GTest::gtest_main m)
+    # GCC 12 takes std::string's own moves for overlapping copies.
+    target_compile_options(${name}_test PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
     # tests/support/failing_alloc refuses memory through these.
     target_link_options(${name}_test PRIVATE
         -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
-    gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(${name}_test TEST_PREFIX ${QEL_LABEL}. DISCOVERY_TIMEOUT 60
+                         PROPERTIES LABELS ${QEL_LABEL})
 endfunction()

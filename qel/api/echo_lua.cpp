@@ -1,0 +1,243 @@
+// The Lua 5.1 module "echo" on top of the canceller's handle.
+#include "qel/api/echo_lua.h"
+
+#include <cjson/cJSON.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+extern "C" {
+#include <lauxlib.h>
+#include <lua.h>
+}
+
+#include "qel/api/qel_api_aec.h"
+
+// The host interpreter brings these. Weak, so that a program without Lua can link the library.
+#pragma weak luaL_checklstring
+#pragma weak luaL_newmetatable
+#pragma weak luaL_register
+#pragma weak lua_error
+#pragma weak lua_getfield
+#pragma weak lua_getmetatable
+#pragma weak lua_newuserdata
+#pragma weak lua_objlen
+#pragma weak lua_pcall
+#pragma weak lua_pushcclosure
+#pragma weak lua_pushlightuserdata
+#pragma weak lua_pushlstring
+#pragma weak lua_pushnil
+#pragma weak lua_pushvalue
+#pragma weak lua_rawequal
+#pragma weak lua_setfield
+#pragma weak lua_setmetatable
+#pragma weak lua_settop
+#pragma weak lua_tolstring
+#pragma weak lua_touserdata
+
+const char* pux_echo_meta = "pux.echo.meta";
+
+namespace {
+
+constexpr size_t kSampleBytes = 2;
+
+/// The userdata behind each object.
+struct EchoObject {
+    qel_api_aec_t* api;  // owned; null once collected
+    int32_t frame_len;   // samples per channel in one feed
+    int32_t play_gain;   // the low 16 bits scale the reference
+};
+static_assert(offsetof(EchoObject, frame_len) == sizeof(void*));
+static_assert(offsetof(EchoObject, play_gain) == sizeof(void*) + 4);
+
+/// What echo.new() was asked for.
+struct Options {
+    const char* path;
+    int32_t is_bin, frame_len, play_gain;
+};
+
+int16_t low16(int32_t value) { return static_cast<int16_t>(value); }
+
+int push_nil(lua_State* L) {
+    lua_pushnil(L);
+    return 1;
+}
+
+/// Prints a line and answers nil.
+int fail(lua_State* L, const char* message) {
+    std::puts(message);
+    return push_nil(L);
+}
+
+/// Value of an optional integer key. An item's type is not examined: cJSON holds an integer for
+/// every kind, 0 for what is no number.
+int32_t int_option(const cJSON* item, int32_t absent) {
+    return item != nullptr ? item->valueint : absent;
+}
+
+/// Whether the file can be opened for reading; says so if not.
+bool file_exists(const char* path) {
+    std::FILE* const file = path != nullptr ? std::fopen(path, "r") : nullptr;
+    if (file == nullptr) {
+        std::printf("%s not exist", path != nullptr ? path : "(null)");
+        return false;
+    }
+    std::fclose(file);
+    return true;
+}
+
+/// A canceller in its initial state, as the JSON object `root` asks for; null on failure.
+qel_api_aec_t* make_canceller(const cJSON* root, Options* options) {
+    const cJSON* const path = cJSON_GetObjectItem(root, "qelCfgFile");
+    const cJSON* const is_bin = cJSON_GetObjectItem(root, "isBin");
+    const cJSON* const frame_len = cJSON_GetObjectItem(root, "frameLen");
+    const cJSON* const play_gain = cJSON_GetObjectItem(root, "playGain");
+    if (path == nullptr || frame_len == nullptr) return nullptr;
+    *options = {path->valuestring, int_option(is_bin, 0), int_option(frame_len, 0),
+                int_option(play_gain, 1)};
+    if (!file_exists(options->path)) return nullptr;
+    qel_api_aec_t* const api =
+        qel_api_aec_new(options->path, static_cast<uint32_t>(options->is_bin));
+    if (api != nullptr) qel_api_aec_reset(api);
+    return api;
+}
+
+/// Fills `object` from the JSON text; false on failure.
+bool create(const char* json, EchoObject* object) {
+    cJSON* const root = cJSON_Parse(json);
+    if (root == nullptr) return false;
+    Options options = {};
+    qel_api_aec_t* const api = make_canceller(root, &options);
+    cJSON_Delete(root);
+    if (api == nullptr) return false;
+    *object = {api, options.frame_len, options.play_gain};
+    return true;
+}
+
+/// Argument 1 if it is an object of this module, else null; scripts can reach the methods and pass
+/// them anything. The methods carry the metatable as an upvalue, so that a change of
+/// `pux_echo_meta` does not orphan objects that exist.
+EchoObject* to_object(lua_State* L) {
+    if (lua_objlen(L, 1) != sizeof(EchoObject) || lua_getmetatable(L, 1) == 0) return nullptr;
+    const bool is_echo = lua_rawequal(L, -1, lua_upvalueindex(1)) != 0;
+    lua_settop(L, -2);
+    return is_echo ? static_cast<EchoObject*>(lua_touserdata(L, 1)) : nullptr;
+}
+
+/// Multiplies `count` samples in place; products wrap to 16 bits.
+void scale(char* samples, int32_t count, int16_t gain) {
+    for (int32_t i = 0; i < count; ++i) {
+        char* const at = samples + static_cast<size_t>(i) * kSampleBytes;
+        int16_t sample;
+        std::memcpy(&sample, at, kSampleBytes);
+        sample = low16(sample * gain);
+        std::memcpy(at, &sample, kSampleBytes);
+    }
+}
+
+/// Interleaved stereo, and room for one of its channels.
+struct Stereo {
+    const char* pcm;
+    char* channel;
+    size_t pairs;
+};
+
+/// Pushes both channels of the Stereo that argument 1 points to.
+int push_channels(lua_State* L) {
+    const auto* const stereo = static_cast<const Stereo*>(lua_touserdata(L, 1));
+    for (size_t first = 0; first < 2; ++first) {
+        for (size_t i = 0; i < stereo->pairs; ++i) {
+            std::memcpy(stereo->channel + i * kSampleBytes,
+                        stereo->pcm + (2 * i + first) * kSampleBytes, kSampleBytes);
+        }
+        lua_pushlstring(L, stereo->channel, stereo->pairs * kSampleBytes);
+    }
+    return 2;
+}
+
+int echo_new(lua_State* L) {
+    const char* const json = lua_tolstring(L, 1, nullptr);
+    auto* const object = static_cast<EchoObject*>(lua_newuserdata(L, sizeof(EchoObject)));
+    if (object != nullptr) {
+        *object = {};
+        if (create(json, object)) {
+            lua_getfield(L, LUA_REGISTRYINDEX, pux_echo_meta);
+            lua_setmetatable(L, -2);
+            return 1;
+        }
+        lua_settop(L, -2);
+    }
+    std::printf("echo new failed");
+    return push_nil(L);
+}
+
+int echo_feed(lua_State* L) {
+    size_t mic_bytes = 0, ref_bytes = 0;
+    EchoObject* const object = to_object(L);
+    const char* const mic = lua_tolstring(L, 2, &mic_bytes);
+    const char* const ref = lua_tolstring(L, 3, &ref_bytes);
+    if (object == nullptr || mic == nullptr || ref == nullptr || mic_bytes != ref_bytes ||
+        static_cast<int64_t>(mic_bytes) != int64_t{object->frame_len} * 2) {
+        return fail(L, "echo feed parameters error.");
+    }
+    // Hosts rely on finding the scaled samples in their own string, constant or not.
+    const int16_t gain = low16(object->play_gain);
+    if (gain != 1) scale(const_cast<char*>(ref), object->frame_len, gain);
+
+    const auto bytes = static_cast<uint32_t>(mic_bytes);
+    uint32_t out_bytes = 0;
+    const char* const out =
+        object->api != nullptr
+            ? qel_api_aec_feed_data(object->api, mic, bytes, ref, bytes, 0, &out_bytes)
+            : nullptr;
+    if (out == nullptr || out_bytes != bytes) return fail(L, "echo out error.");
+    lua_pushlstring(L, out, bytes);
+    return 1;
+}
+
+int echo_gc(lua_State* L) {
+    EchoObject* const object = to_object(L);
+    if (object == nullptr) return 0;
+    qel_api_aec_delete(object->api);
+    object->api = nullptr;  // scripts can reach this function and call it twice
+    return 0;
+}
+
+int echo_separate_channel(lua_State* L) {
+    size_t bytes = 0;
+    const char* const pcm = luaL_checklstring(L, 1, &bytes);
+    const size_t pairs = bytes / (2 * kSampleBytes);
+    if (pcm == nullptr || bytes == 0 || bytes % (2 * kSampleBytes) != 0) {
+        return fail(L, "separate channel failed.");
+    }
+    Stereo stereo = {pcm, nullptr, pairs};
+    lua_pushcclosure(L, push_channels, 0);
+    lua_pushlightuserdata(L, &stereo);
+    stereo.channel = static_cast<char*>(std::calloc(pairs, kSampleBytes));
+    if (stereo.channel == nullptr) return fail(L, "separate channel calloc failed.");
+    // Protected: if Lua runs out of memory the buffer must not be lost.
+    const int status = lua_pcall(L, 1, 2, 0);
+    std::free(stereo.channel);
+    return status == 0 ? 2 : lua_error(L);
+}
+
+}  // namespace
+
+int luaopen_echo(lua_State* L) {
+    const luaL_Reg functions[] = {
+        {"new", echo_new}, {"separate_channel", echo_separate_channel}, {nullptr, nullptr}};
+    const luaL_Reg methods[] = {{"feed", echo_feed}, {"__gc", echo_gc}};
+    luaL_newmetatable(L, pux_echo_meta);
+    for (const luaL_Reg& method : methods) {
+        lua_pushvalue(L, -1);
+        lua_pushcclosure(L, method.func, 1);
+        lua_setfield(L, -2, method.name);
+    }
+    lua_pushvalue(L, -1);
+    lua_setfield(L, -2, "__index");
+    luaL_register(L, "echo", functions);
+    return 1;  // the metatable stays below the module table
+}

@@ -1,0 +1,51 @@
+// The canceller behind a handle: a configuration file's path in, frames without echo out.
+#ifndef QEL_API_QEL_API_AEC_H
+#define QEL_API_QEL_API_AEC_H
+
+#include <stdint.h>
+
+#include "qel/core/qel_export.h"
+#include "qel/spu/aec/qel_aec.h"
+#include "qel/spu/aec/qel_aec_cfg.h"
+
+QEL_BEGIN_DECLS
+
+typedef struct qel_api_aec_t {
+    qel_aec_cfg* cfg;            // owned unless cfg_is_binary
+    qel_aec* aec;                // owned; borrows `cfg`
+    void* reserved;              // not used
+    uint32_t cfg_is_binary : 1;  // the configuration belongs to the caller
+    uint32_t flags_spare : 7;    // not used; the flags fill one byte
+} qel_api_aec_t;
+
+/// Reads the text configuration `path`, takes its section "aec" (the defaults if there is none)
+/// and completes the record, which then owns the parsed tree. Null when the file cannot be opened,
+/// is empty or does not parse (logged), or when memory runs out.
+QEL_API qel_aec_cfg* qel_api_aec_cfg_new_fn(const char* path);
+
+/// Releases a record of qel_api_aec_cfg_new_fn() with its tree; null is accepted.
+QEL_API void qel_api_aec_cfg_delete_fn(qel_aec_cfg* cfg);
+
+/// Makes a canceller from the text configuration `path`. Null for a configuration that cannot be
+/// read or cannot work (see qel_aec_new()), when memory runs out, and whenever `is_bin` is not 0:
+/// binary configurations are refused before `path` is looked at.
+QEL_API qel_api_aec_t* qel_api_aec_new(const char* path, uint32_t is_bin);
+
+/// Releases the canceller, its configuration and the handle; null is accepted.
+QEL_API void qel_api_aec_delete(qel_api_aec_t* api);
+
+/// Returns the canceller to the state after qel_api_aec_new().
+QEL_API void qel_api_aec_reset(qel_api_aec_t* api);
+
+/// Feeds bytes of both signals and returns the output they complete, possibly none, valid until
+/// the next feed or reset; see qel_aec_feed_data(). `out_bytes` may be null.
+QEL_API const char* qel_api_aec_feed_data(qel_api_aec_t* api, const void* mic, uint32_t mic_bytes,
+                                          const void* ref, uint32_t ref_bytes, uintptr_t is_end,
+                                          uint32_t* out_bytes);
+
+/// "spu/aec v1.0.8".
+QEL_API const char* qel_api_aec_get_version(void);
+
+QEL_END_DECLS
+
+#endif

@@ -1,0 +1,119 @@
+// The Lua module where a script cannot reach: memory refused to Lua or to the module, userdata of
+// others, and the exported name of the metatable.
+#include "qel/api/echo_lua.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <utility>
+
+extern "C" {
+#include <lauxlib.h>
+#include <lua.h>
+#include <lualib.h>
+
+// Lua's own memory: FailingAlloc is for the module's.
+void* __real_realloc(void* block, size_t bytes);
+}
+
+#include "tests/support/failing_alloc.hpp"
+
+namespace {
+
+int free_descriptor() {
+    const int descriptor = dup(0);
+    close(descriptor);
+    return descriptor;
+}
+
+/// A Lua state with the module, options for echo.new() in the global `json`, and a userdata as
+/// large as an object in `stranger`.
+class Host {
+  public:
+    Host() : L_(lua_newstate(allocate, &budget_)) {
+        luaL_openlibs(L_);
+        luaopen_echo(L_);
+        std::ofstream(conf_) << "aec = { use_vad = 1; }";
+        lua_pushfstring(L_, "{\"qelCfgFile\":\"%s\",\"frameLen\":512}", conf_.c_str());
+        lua_setglobal(L_, "json");
+        memset(lua_newuserdata(L_, sizeof(void*) + 8), 0x55, sizeof(void*) + 8);
+        lua_setglobal(L_, "stranger");
+    }
+    ~Host() {
+        lua_close(L_);
+        unlink(conf_.c_str());
+        EXPECT_EQ(free_descriptor(), descriptor_) << "a file stayed open";
+    }
+
+    /// Runs a chunk with that many of Lua's allocations granted; "" or the error's message.
+    std::string run(const char* chunk, int64_t budget = INT64_MAX) {
+        EXPECT_EQ(luaL_loadstring(L_, chunk), 0);
+        budget_ = budget;
+        const int status = lua_pcall(L_, 0, 0, 0);
+        budget_ = INT64_MAX;
+        return status == 0 ? "" : lua_tostring(L_, -1);
+    }
+
+  private:
+    static void* allocate(void* budget, void* block, size_t old_bytes, size_t bytes) {
+        if (bytes > old_bytes && --*static_cast<int64_t*>(budget) < 0) return nullptr;
+        if (bytes != 0) return __real_realloc(block, bytes);
+        free(block);
+        return nullptr;
+    }
+
+    const std::string conf_ = testing::TempDir() + "echo_lua." + std::to_string(getpid());
+    const int descriptor_ = free_descriptor();
+    int64_t budget_ = INT64_MAX;
+    lua_State* L_;
+};
+
+// What is lost on the way out, the leak checker finds.
+TEST(EchoLua, LuaWithoutMemoryRaisesItsErrorAndLosesNothing) {
+    Host host;
+    for (const char* chunk : {
+             "local o = echo.new(json); local s = ('\\1\\2'):rep(512); assert(o:feed(s, s))",
+             "local a, b = echo.separate_channel(('abcd'):rep(999)); assert(#a == 1998 and #b)",
+         }) {
+        int64_t budget = 0;
+        while (host.run(chunk, budget) == "not enough memory") ++budget;
+        EXPECT_GT(budget, 2) << chunk;
+        EXPECT_EQ(host.run(chunk, budget), "") << chunk;
+    }
+}
+
+TEST(EchoLua, ModuleAnswersNilWithoutMemoryAndForStrangers) {
+    Host host;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(host.run("local m = getmetatable(echo.new(json)); m.__gc(stranger)\n"
+                       "assert(m.feed(stranger, '', '') == nil)"),
+              "");
+    {
+        const FailingAlloc failing(0, INT64_MAX);  // cJSON's allocator is not this one
+        EXPECT_EQ(host.run("assert(echo.separate_channel('abcd') == nil)"), "");
+        EXPECT_EQ(host.run("assert(echo.new(json) == nil)"), "");
+    }
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.find("echo feed parameters error.\nseparate channel calloc failed.\n"), 0u)
+        << out;
+    EXPECT_EQ(out.substr(out.size() - 15), "echo new failed") << out;
+}
+
+TEST(EchoLua, MetatableNameIsReadAtEachCall) {
+    Host before;
+    EXPECT_EQ(before.run("object = echo.new(json)"), "");
+    const char* const kept = std::exchange(pux_echo_meta, "another.meta");
+    Host after;
+    EXPECT_EQ(after.run("local m = debug.getregistry()['another.meta']\n"
+                        "assert(m and getmetatable(echo.new(json)) == m)"),
+              "");
+    // Objects of the old name still work and are collected.
+    EXPECT_EQ(before.run("local s = ('\\0'):rep(1024); assert(object:feed(s, s))"), "");
+    pux_echo_meta = kept;
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+-- The module in a real interpreter. The first argument is the file that standard output goes to:
+-- what the module prints is read back from there.
+local echo = require("echo")
+local output, checks = arg[1], 0
+
+local function equal(found, expected, what)
+    checks = checks + 1
+    if found ~= expected then
+        error(("%s: %q instead of %q"):format(what, tostring(found), tostring(expected)), 2)
+    end
+end
+
+-- Calls fn(...) and compares its first two results and what it printed, log lines aside.
+local function check(what, text, first, second, fn, ...)
+    io.stdout:flush()
+    local file = assert(io.open(output, "rb"))
+    file:seek("end")
+    local got_first, got_second = fn(...)
+    io.stdout:flush()
+    local printed = file:read("*a"):gsub("=+ %d+%-%d%d%-%d%d =+\n", "")
+    file:close()
+    equal(printed:gsub("%d%d:%d%d:%d%d%.%d+ %[%u%] [^\n]*\n", ""), text, what)
+    equal(got_first, first, what)
+    equal(got_second, second, what)
+    return got_first
+end
+
+local files = {}
+local function config(text)
+    local path = os.tmpname()
+    local file = assert(io.open(path, "wb"))
+    file:write(text)
+    file:close()
+    files[#files + 1] = path
+    return path
+end
+local conf, broken = config("aec = { use_vad = 1; mute = { mute_time = 0; } }"), config("a = 1 ;")
+
+-- `options` is the inside of a JSON object; @ stands for the configuration.
+local function new(options)
+    return echo.new("{" .. options:gsub("@", '"qelCfgFile": "' .. conf .. '"') .. "}")
+end
+
+-- A frame of noise, another for each seed; every sample times `factor`, modulo 65536.
+local function frame(seed, factor)
+    local out, x = {}, seed
+    for i = 1, 512 do
+        x = (x * 16807) % 2147483647
+        local sample = (i == 1 and 20000 or i == 2 and -32768 or x % 16384 - 8192) * (factor or 1)
+        out[i] = string.char(sample % 256, math.floor(sample / 256) % 256)
+    end
+    return table.concat(out)
+end
+local some, silence = frame(1), ("\0"):rep(1024)
+
+-- The module
+
+local object = assert(new('@, "frameLen": 512'))
+local meta = getmetatable(object)
+equal(rawget(_G, "echo"), echo, "global table")
+equal(debug.getregistry()["pux.echo.meta"], meta, "registered metatable")
+equal(meta.__index, meta, "__index")
+
+-- echo.new: a type, or what is printed besides nil
+
+local FAILED = "echo new failed"
+for _, case in ipairs({
+    {'@, "frameLen": 512'}, {'@, "frameLen": 512, "isBin": 0, "playGain": -3'},
+    {'@, "frameLen": 512, "isBin": "1"'}, -- no number: 0
+    {'@, "frameLen": "512"'}, -- an object for frames of no samples
+    {'@, "frameLen": null, "playGain": {}'},
+    {'@, "frameLen": 512, "isBin": 1', FAILED}, {'@, "frameLen": 512, "isBin": true', FAILED},
+    {'@, "frameLen": 512,,', FAILED}, {"@", FAILED}, {'"frameLen": 512', FAILED}, {"", FAILED},
+    {'"qelCfgFile": "/nonexistent", "frameLen": 1', "/nonexistent not exist" .. FAILED},
+    {'"qelCfgFile": 7, "frameLen": 1', "(null) not exist" .. FAILED},
+    {'"qelCfgFile": "/tmp", "frameLen": 1', FAILED},
+    {'"qelCfgFile": "' .. broken .. '", "frameLen": 1', FAILED},
+    {'"qelCfgFile": "' .. config("") .. '", "frameLen": 1', FAILED},
+}) do
+    local kind = case[2] and "nil" or "userdata"
+    check(case[1], case[2] or "", kind, nil, function() return type(new(case[1])) end)
+end
+for _, argument in ipairs({"", "[1]", '"text"', "null", "\0", 7, true, {}, print, object}) do
+    check(tostring(argument), FAILED, nil, nil, echo.new, argument)
+end
+check("no argument", FAILED, nil, nil, echo.new)
+
+-- feed: parameters. Nothing of this disturbs the object: a silent reference gives the microphone,
+-- one frame late.
+
+local PARAMETERS, OUT = "echo feed parameters error.\n", "echo out error.\n"
+local proxy, list = debug.setmetatable(newproxy(), meta), setmetatable({}, meta)
+for i = 1, 16 do list[i] = i end -- as long as an object has bytes
+for i, a in ipairs({
+    {}, {object}, {object, some}, {object, nil, some}, {object, some, {}}, {object, true, some},
+    {nil, some, some}, {"object", some, some}, {io.stdout, some, some}, {proxy, some, some},
+    {list, some, some}, {object, some, some .. some}, {object, some .. some, some .. some},
+    {object, "", ""}, {object, some:sub(2), some:sub(2)}, {object, 12, 34},
+}) do
+    check("parameters " .. i, PARAMETERS, nil, nil, meta.feed, a[1], a[2], a[3])
+end
+local late = silence
+for seed = 1, 3 do
+    check("silent reference", "", late, nil, object.feed, object, frame(seed), silence)
+    late = frame(seed)
+end
+for frame_len, text in pairs({
+    [0] = "", [1024] = "", -- two frames at once work too
+    [256] = OUT, [511] = OUT, [-512] = PARAMETERS, [2147483647] = PARAMETERS,
+}) do
+    local other = new('@, "frameLen": ' .. frame_len)
+    local block = ("\0"):rep(frame_len > 0 and frame_len < 2000 and 2 * frame_len or 0)
+    for _ = 1, 3 do
+        check(frame_len, text, text == "" and block or nil, nil, other.feed, other, block, block)
+    end
+end
+
+-- feed: the gain is written into the caller's string, and the canceller gets just that.
+
+for _, case in ipairs({
+    {gain = 2, factor = 2}, {gain = 65538, factor = 2}, {gain = -1, factor = -1},
+    {gain = 1, factor = 1}, {gain = 65537, factor = 1}, {gain = 0, factor = 0},
+    {gain = 32768, factor = -32768}, {gain = 2, factor = 2, same = true},
+}) do
+    local scaling = new('@, "frameLen": 512, "playGain": ' .. case.gain)
+    local plain = new('@, "frameLen": 512')
+    for seed = 10, 13 do
+        local ref, expected = frame(seed), frame(seed, case.factor)
+        local mic = case.same and ref or frame(seed + 7)
+        local heard = case.same and expected or mic
+        equal(scaling:feed(mic, ref), plain:feed(heard, expected), "output, gain " .. case.gain)
+        -- Byte by byte: Lua takes a string that was written to for another one.
+        for at = 1, 1024 do equal(ref:byte(at), expected:byte(at), "string, gain " .. case.gain) end
+    end
+end
+
+-- separate_channel
+
+for _, case in ipairs({
+    {"L0R0L1R1", "L0L1", "R0R1"}, {1234, "12", "34"}, {"\0\1\2\255", "\0\1", "\2\255"},
+    {""}, {"ab"}, {"abcdef"}, {"abcde"}, {12},
+}) do
+    local text = case[2] and "" or "separate channel failed.\n"
+    check(case[1], text, case[2], case[3], echo.separate_channel, case[1])
+end
+for _, argument in ipairs({false, {}, print, object}) do
+    local message = select(2, pcall(echo.separate_channel, argument))
+    equal(tostring(message):match("string expected"), "string expected", type(argument))
+end
+
+-- Collection, by hand and by Lua
+
+for _, argument in ipairs({object, object, io.stdout, proxy, list, 1}) do
+    equal(select("#", meta.__gc(argument)), 0, "__gc")
+end
+meta.__gc()
+check("feed after __gc", OUT, nil, nil, object.feed, object, some, some)
+for _ = 1, 20 do
+    new('@, "frameLen": 512'):feed(some, some)
+    collectgarbage()
+end
+
+for _, path in ipairs(files) do os.remove(path) end
+io.stderr:write(checks, " checks\n")

@@ -1,0 +1,69 @@
+# Tests of the finished product: the C interface, the module in a real Lua, what the library shows
+# and needs, the examples run as a user would.
+find_library(LUA_LIBRARY NAMES lua5.1 lua51 lua-5.1 lua DOC "Lua 5.1, for tests that embed it")
+find_program(LUA_PROGRAM NAMES lua5.1 lua51 lua ONLY_CMAKE_FIND_ROOT_PATH
+             DOC "The target's Lua 5.1 interpreter")
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+if(NOT LUA_LIBRARY OR NOT LUA_PROGRAM)
+    message(FATAL_ERROR "Lua 5.1 not found: install its interpreter and library")
+endif()
+
+file(GLOB api_tests CONFIGURE_DEPENDS api/*.cpp abi/*.cpp)
+qel_test(api ROOMS core data fft vector spu api load SOURCES ${api_tests})
+target_link_libraries(api_test PRIVATE ${CJSON_LIBRARY} ${LUA_LIBRARY})
+target_include_directories(api_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
+
+# Every header alone, as C99.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
+     ${PROJECT_SOURCE_DIR}/qel/*.h)
+set(header_sources)
+foreach(header ${headers})
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/headers/${header}.c)
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"${header}\"\ntypedef int not_empty;\n")
+    list(APPEND header_sources ${source})
+endforeach()
+add_library(headers_as_c99 OBJECT ${header_sources})
+target_include_directories(headers_as_c99 PRIVATE ${PROJECT_SOURCE_DIR})
+target_compile_options(headers_as_c99 PRIVATE -Werror)
+set_target_properties(headers_as_c99 PROPERTIES C_EXTENSIONS OFF)
+
+# A sanitized module needs the runtimes in the interpreter that loads it. Leaks count; those of the
+# shell and its tools are none of ours.
+set(preload)
+if(QEL_SANITIZE)
+    foreach(runtime asan ubsan)
+        execute_process(COMMAND ${CMAKE_C_COMPILER} -print-file-name=lib${runtime}.so
+                        OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        list(APPEND preload ${path})
+    endforeach()
+    list(JOIN preload ":" preload)
+endif()
+
+# What starts a program of the target, empty where that is this machine. Lua gets a script that can
+# stand in for it: stream.lua starts the interpreter it runs in, which arg[-1] names, once more.
+list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+set(lua ${LUA_PROGRAM})
+if(emulator)
+    set(lua ${CMAKE_CURRENT_BINARY_DIR}/lua)
+    file(GENERATE OUTPUT ${lua} FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+         CONTENT "#!/bin/sh\nexec ${emulator} -0 \"$0\" ${LUA_PROGRAM} \"$@\"\n")
+endif()
+
+# qel_script(<name> <command>...): a test that finds in its environment what it needs to run the
+# product.
+function(qel_script name)
+    set(name ${QEL_LABEL}.${name})
+    add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+    set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
+                    QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
+                    READELF=${CMAKE_READELF} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
+                    PYTHONDONTWRITEBYTECODE=1)
+    set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
+endfunction()
+# The Lua script reads what the module prints from the file that its own output goes to.
+qel_script(lua.echo sh -c "LD_PRELOAD=$QEL_PRELOAD $LUA $0 lua.out >lua.out"
+           ${CMAKE_CURRENT_SOURCE_DIR}/lua/echo_test.lua)
+if(NOT QEL_SANITIZE)
+    qel_script(abi ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/abi/abi_test.py)
+endif()
+qel_script(examples ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/examples/examples_test.py)
