@@ -12,7 +12,9 @@ namespace {
 constexpr uint32_t kBins = 513;
 
 template <class T>
-constexpr double kOne = std::is_same_v<T, float> ? 1 : sizeof(T) == 4 ? 1 << 20 : 1 << 12;
+constexpr double kOne = std::is_same_v<T, float> ? 1
+                        : sizeof(T) == 4         ? 1 << 20
+                                                 : 1 << 12;
 
 /// From -8 to 8, or above 0 for logarithms, in the format with this `one`.
 template <class T>

@@ -31,8 +31,8 @@ void feed(benchmark::State& state, const AecSettings& settings, bool reference) 
     const Scene scene = make_scene(frame, reference);
     Canceller canceller(settings);
     const Pcm out = canceller.feed(scene.mic, scene.ref);
-    const auto level = erle_db(part(scene.mic, 100 * frame, out.size()),
-                               part(out, 100 * frame, out.size()));
+    const auto level =
+        erle_db(part(scene.mic, 100 * frame, out.size()), part(out, 100 * frame, out.size()));
     if (reference ? level < 6 : out != delayed(scene.mic, frame)) {
         state.SkipWithError("the canceller does not do its work");
     }
