@@ -22,5 +22,5 @@ endif()
 # What the library itself is compiled with. No contraction and no fast-math: results are part of
 # the behaviour. No exceptions, RTTI or guarded statics: the device has no C++ runtime.
 set(QEL_LIBRARY_OPTIONS
-    -ffp-contract=off -fvisibility=hidden
+    -ffp-contract=off -fno-math-errno -fno-trapping-math -fvisibility=hidden
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)

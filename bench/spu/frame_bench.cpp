@@ -43,8 +43,8 @@ void feed(benchmark::State& state, const AecSettings& settings, bool reference) 
                                                    &scene.ref[at], bytes, 0, nullptr));
         at = (at + frame) % scene.mic.size();
     }
-    state.counters["us_per_audio_second"] =
-        benchmark::Counter(static_cast<double>(state.iterations() * frame) / kRate * 1e-6,
+    state.counters["s_per_audio_s"] =
+        benchmark::Counter(static_cast<double>(state.iterations() * frame) / kRate,
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 

@@ -7,6 +7,7 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/sigp/hypergeom.hpp"
 #include "qel/spu/sigp/keys.hpp"
 
 using qel::floats;
@@ -201,7 +202,7 @@ void update_band_gains(qel_aec_nlp* nlp, float speech) {
     for (int32_t i = bins; i < all; ++i) {
         const float wiener = prior[i] / (prior[i] + 1.0f);
         const float theta = (post[i] + 1.0f) * wiener;
-        gain[i] = std::min(1.0f, wiener * HypergeomGain(theta));
+        gain[i] = std::min(1.0f, wiener * qel::hypergeom_gain(theta));
         old_ps[i] = 0.2f * old_ps[i] + 0.8f * (gain[i] * gain[i]) * ps[i];
         const float absence = 1.0f - (0.8f / (0.15f / zeta[i] + 1.0f) + 0.199f) * speech;
         gain2[i] =
@@ -224,10 +225,12 @@ void update_bin_gains(qel_aec_nlp* nlp) {
     for (int32_t i = 0; i < bins; ++i) {
         const float wiener = prior[i] / (prior[i] + 1.0f);
         const float theta = (post[i] + 1.0f) * wiener;
-        float g = std::min(1.0f, wiener * HypergeomGain(theta));
-        if (gain[i] < 0.333f * g) g = 3.0f * gain[i];
+        float g = std::min(1.0f, wiener * qel::hypergeom_gain(theta));
+        g = gain[i] < 0.333f * g ? 3.0f * gain[i] : g;
         old_ps[i] = 0.2f * old_ps[i] + 0.8f * (g * g) * ps[i];
         gain[i] = std::max(g, floor[i]);
+    }
+    for (int32_t i = 0; i < bins; ++i) {
         const float presence = gain2[i];
         const float amplitude =
             presence * std::sqrt(gain[i]) + (1.0f - presence) * std::sqrt(floor[i]);
@@ -379,7 +382,7 @@ void FilterbankComputePsd16(const float* bands, float* out, const int16_t* left,
     }
 }
 
-float HypergeomGain(float x) { return qel_sigp_hypergeom_gain(x); }
+float HypergeomGain(float x) { return qel::hypergeom_gain(x); }
 
 void RandFrame(float* buf, int32_t n) {
     for (int32_t i = 0; i < n; ++i) buf[i] = static_cast<float>(std::rand() % 1000 - 500) / 1000.0f;

@@ -180,16 +180,17 @@ void bound_residual(qel_aec* aec) {
         return spec[2 * k] * spec[2 * k] + spec[2 * k + 1] * spec[2 * k + 1];
     };
     for (int32_t k = 0; k < bins; ++k) {
-        post_power[k] = power(post, k);
-        mic_power[k] = power(mic, k);
+        const float mic_re = mic[2 * k], mic_im = mic[2 * k + 1];
+        const float p = power(post, k), m = power(mic, k);
+        const bool bound = p > m && k >= first;
+        const float re = bound ? mic_re : post[2 * k], im = bound ? mic_im : post[2 * k + 1];
+        mic_power[k] = m;
+        post_power[k] = bound ? m : p;
         echo_power[k] = power(echo, k);  // of the estimate before the bound, and it stays so
-        if (k >= first && post_power[k] > mic_power[k]) {
-            post[2 * k] = mic[2 * k];
-            post[2 * k + 1] = mic[2 * k + 1];
-            post_power[k] = mic_power[k];
-        }
-        echo[2 * k] = mic[2 * k] - post[2 * k];
-        echo[2 * k + 1] = mic[2 * k + 1] - post[2 * k + 1];
+        post[2 * k] = re;
+        post[2 * k + 1] = im;
+        echo[2 * k] = mic_re - re;
+        echo[2 * k + 1] = mic_im - im;
     }
 }
 
