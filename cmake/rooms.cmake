@@ -20,10 +20,11 @@ function(qel_room name)
     endif()
 endfunction()
 
-# qel_test(<name> ROOMS <room>... [SOURCES <file>...]): a GoogleTest program <name>_test; without
-# SOURCES it takes the .cpp files of tests/<name> and of the folders below it.
+# qel_test(<name> ROOMS <room>... [SOURCES <file>...] [COST <n>]): a GoogleTest program <name>_test;
+# without SOURCES it takes the .cpp files of tests/<name> and of the folders below it. CTest starts
+# with the tests of the highest cost.
 function(qel_test name)
-    cmake_parse_arguments(arg "" "" "ROOMS;SOURCES" ${ARGN})
+    cmake_parse_arguments(arg "" "COST" "ROOMS;SOURCES" ${ARGN})
     if(NOT arg_SOURCES AND NOT "SOURCES" IN_LIST ARGN)
         file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp)
     endif()
@@ -42,11 +43,14 @@ function(qel_test name)
         endif()
     endforeach()
     target_link_libraries(${name}_test PRIVATE ${arg_ROOMS} GTest::gmock GTest::gtest_main m)
+    if(NOT arg_COST)
+        set(arg_COST 0)
+    endif()
     # GCC 12 takes std::string's own moves for overlapping copies.
     target_compile_options(${name}_test PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
     # tests/support/failing_alloc refuses memory through these.
     target_link_options(${name}_test PRIVATE
         -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
     gtest_discover_tests(${name}_test TEST_PREFIX ${QEL_LABEL}. DISCOVERY_TIMEOUT 60
-                         PROPERTIES LABELS ${QEL_LABEL})
+                         PROPERTIES LABELS ${QEL_LABEL} COST ${arg_COST})
 endfunction()

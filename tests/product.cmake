@@ -45,8 +45,9 @@ list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
 set(lua ${LUA_PROGRAM})
 if(emulator)
     set(lua ${CMAKE_CURRENT_BINARY_DIR}/lua)
-    file(GENERATE OUTPUT ${lua} FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
-         CONTENT "#!/bin/sh\nexec ${emulator} -0 \"$0\" ${LUA_PROGRAM} \"$@\"\n")
+    file(GENERATE OUTPUT ${lua}
+         CONTENT "#!/bin/sh\nexec ${emulator} -0 \"$0\" ${LUA_PROGRAM} \"$@\"\n"
+         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 endif()
 
 # qel_script(<name> <command>...): a test that finds in its environment what it needs to run the
@@ -57,7 +58,7 @@ function(qel_script name)
     set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
                     QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
                     READELF=${CMAKE_READELF} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
-                    PYTHONDONTWRITEBYTECODE=1)
+                    QEL_NEON=${QEL_HAVE_NEON} PYTHONDONTWRITEBYTECODE=1)
     set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
 endfunction()
 # The Lua script reads what the module prints from the file that its own output goes to.
