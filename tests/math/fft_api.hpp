@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 
 #include "qel/math/fft/qel_fft.h"
 #include "tests/support/reference_dft.hpp"
@@ -13,32 +12,29 @@ template <class T>
 struct Fft;
 
 // The third argument is there for the types whose transforms take a scaled flag.
-#define FFT_API(T, type, ...)                                                                   \
-    template <>                                                                                 \
-    struct Fft<T> {                                                                             \
-        using Point = qel_fft_cpx_##type;                                                       \
-        static auto* alloc_c2c(int32_t n) { return qel_fft_alloc_c2c_##type(n); }               \
-        static auto* alloc_r2c(int32_t n) { return qel_fft_alloc_r2c_##type(n); }               \
-        static void destroy(qel_fft_cfg_##type* plan) { qel_fft_destroy_c2c_##type(plan); }     \
-        static void destroy(qel_fft_r2c_cfg_##type* plan) { qel_fft_destroy_r2c_##type(plan); } \
-        static void run(T* out, const T* in, qel_fft_cfg_##type* plan, bool inverse,            \
-                        bool scaled) {                                                          \
-            (void)scaled;                                                                       \
-            qel_fft_c2c_1d_##type((Point*)out, (Point*)in, plan, inverse __VA_OPT__(, scaled)); \
-        }                                                                                       \
-        static void run(T* out, const T* in, qel_fft_r2c_cfg_##type* plan, bool inverse,        \
-                        bool scaled) {                                                          \
-            (void)scaled;                                                                       \
-            inverse ? qel_fft_c2r_1d_##type(out, (Point*)in, plan __VA_OPT__(, scaled))         \
-                    : qel_fft_r2c_1d_##type((Point*)out, in, plan __VA_OPT__(, scaled));        \
-        }                                                                                       \
+#define FFT_API(T, type, ...)                                                                  \
+    template <>                                                                                \
+    struct Fft<T> {                                                                            \
+        using Point = qel_fft_cpx_##type;                                                      \
+        using Plan = qel_fft_cfg_##type;                                                       \
+        using RealPlan = qel_fft_r2c_cfg_##type;                                               \
+        static Plan* alloc_c2c(int32_t n) { return qel_fft_alloc_c2c_##type(n); }              \
+        static RealPlan* alloc_r2c(int32_t n) { return qel_fft_alloc_r2c_##type(n); }          \
+        static void destroy(Plan* plan) { qel_fft_destroy_c2c_##type(plan); }                  \
+        static void destroy(RealPlan* plan) { qel_fft_destroy_r2c_##type(plan); }              \
+        static void run(T* out, const T* in, Plan* plan, bool inverse, bool __VA_ARGS__) {     \
+            qel_fft_c2c_1d_##type((Point*)out, (Point*)in, plan,                               \
+                                  inverse __VA_OPT__(, ) __VA_ARGS__);                         \
+        }                                                                                      \
+        static void run(T* out, const T* in, RealPlan* plan, bool inverse, bool __VA_ARGS__) { \
+            inverse ? qel_fft_c2r_1d_##type(out, (Point*)in, plan __VA_OPT__(, ) __VA_ARGS__)  \
+                    : qel_fft_r2c_1d_##type((Point*)out, in, plan __VA_OPT__(, ) __VA_ARGS__); \
+        }                                                                                      \
     };
 FFT_API(float, float32)
 FFT_API(int32_t, int32, scaled)
 FFT_API(int16_t, int16, scaled)
 #undef FFT_API
-
-[[maybe_unused]] static const bool kFftReady = (qel_fft_init_module(), true);
 
 enum Kind { kComplex, kReal };
 
@@ -53,11 +49,15 @@ std::vector<T> run_plan(Plan* plan, const std::vector<T>& in, size_t count, bool
                            reinterpret_cast<const char*>(plan->buffer));
     };
     const std::string before = tables();
-    std::vector<T> out(std::max(count, in.size()) + 8, kGuard);
-    if (in_place) std::copy(in.begin(), in.end(), out.begin());
-    Fft<T>::run(out.data(), in_place ? out.data() : in.data(), plan, inverse, scaled);
-    const auto rest = out.begin() + static_cast<int64_t>(in_place ? out.size() - 8 : count);
+    // Place 0 is left out: the data are aligned to their element only.
+    std::vector<T> out(std::max(count, in.size()) + 9, kGuard), from(1);
+    from.insert(from.end(), in.begin(), in.end());
+    if (in_place) std::copy(in.begin(), in.end(), out.begin() + 1);
+    Fft<T>::run(&out[1], in_place ? &out[1] : &from[1], plan, inverse, scaled);
+    const auto rest = out.begin() + static_cast<int64_t>(in_place ? out.size() - 8 : count + 1);
     EXPECT_EQ(std::count(rest, out.end(), kGuard), out.end() - rest);
+    EXPECT_EQ(out[0], kGuard);
+    out.erase(out.begin());
     EXPECT_EQ(tables(), before);
     Fft<T>::destroy(plan);
     out.resize(count);
@@ -69,9 +69,8 @@ template <class T>
 std::vector<T> fft(Kind kind, size_t n, const std::vector<T>& in, bool inverse, bool scaled = false,
                    bool in_place = false) {
     const auto length = static_cast<int32_t>(n);
-    if (kind == kComplex) {
+    if (kind == kComplex)
         return run_plan(Fft<T>::alloc_c2c(length), in, 2 * n, inverse, scaled, in_place);
-    }
     const size_t count = inverse ? n : n + 2;
     return run_plan(Fft<T>::alloc_r2c(length), in, count, inverse, scaled, in_place);
 }

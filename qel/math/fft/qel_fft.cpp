@@ -1,6 +1,8 @@
 // The dispatch table, its initialisation, and the real plan of a run-time type.
 #include "qel/math/fft/qel_fft.h"
 
+#include "qel/math/fft/qel_fft_neon.h"
+
 namespace {
 
 bool initialised = false;
@@ -60,9 +62,25 @@ void qel_fft_init_generic(void) {
     qel_fft_c2r_1d_int16 = qel_fft_c2r_1d_int16_c;
 }
 
-#ifndef QEL_NEON  // the build defines it where it compiles the NEON variants, this function too
-void qel_fft_init_neon(void) {}
+void qel_fft_init_neon(void) {
+#ifdef QEL_NEON  // the build has the NEON variants
+    qel_fft_alloc_c2c_float32 = qel_fft_alloc_c2c_float32_neon;
+    qel_fft_alloc_c2c_int32 = qel_fft_alloc_c2c_int32_neon;
+    qel_fft_alloc_c2c_int16 = qel_fft_alloc_c2c_int16_neon;
+    qel_fft_destroy_c2c_float32 = qel_fft_destroy_c2c_float32_neon;
+    qel_fft_destroy_c2c_int32 = qel_fft_destroy_c2c_int32_neon;
+    qel_fft_destroy_c2c_int16 = qel_fft_destroy_c2c_int16_neon;
+    qel_fft_c2c_1d_float32 = qel_fft_c2c_1d_float32_neon;
+    qel_fft_r2c_1d_float32 = qel_fft_r2c_1d_float32_neon;
+    qel_fft_c2r_1d_float32 = qel_fft_c2r_1d_float32_neon;
+    qel_fft_c2c_1d_int32 = qel_fft_c2c_1d_int32_neon;
+    qel_fft_r2c_1d_int32 = qel_fft_r2c_1d_int32_neon;
+    qel_fft_c2r_1d_int32 = qel_fft_c2r_1d_int32_neon;
+    qel_fft_c2c_1d_int16 = qel_fft_c2c_1d_int16_neon;
+    qel_fft_r2c_1d_int16 = qel_fft_r2c_1d_int16_neon;
+    qel_fft_c2r_1d_int16 = qel_fft_c2r_1d_int16_neon;
 #endif
+}
 
 void qel_fft_r2c_state_union_init(qel_fft_r2c_state_union* state, int32_t type, int32_t nfft) {
     state->type = type;

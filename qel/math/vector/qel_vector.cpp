@@ -4,21 +4,24 @@
 #include <cstdlib>
 
 #include "qel/core/internal.hpp"
+#include "qel/math/vector/qel_vector_neon.h"
 
-// Every operation that all types have in portable form.
+// clang-format off
+// Every operation that all types have in portable form, and those of them with a NEON variant.
 #define QEL_EACH_OPERATION(X, type)                                                                \
-    X(type, new)                                                                                   \
-    X(type, delete)                                                                                \
-    X(type, data_bytes) X(type, bytes) X(type, cpy) X(type, zero) X(type, print) X(type, mul)      \
-        X(type, sub) X(type, add) X(type, sum) X(type, avg) X(type, max) X(type, min) X(type, exp) \
-            X(type, log) X(type, scale) X(type, softmax) X(type, sigmoid) X(type, realft)
+    X(type, new) X(type, delete) X(type, data_bytes) X(type, bytes) X(type, cpy) X(type, zero)     \
+    X(type, print) X(type, max) X(type, min) QEL_EACH_NEON_OPERATION(X, type)
+#define QEL_EACH_NEON_OPERATION(X, type)                                                           \
+    X(type, mul) X(type, sub) X(type, add) X(type, sum) X(type, avg) X(type, exp) X(type, log)     \
+    X(type, scale) X(type, softmax) X(type, sigmoid) X(type, realft)
 
 #define QEL_DEFINE(type, operation) \
     decltype(qel_vector_##type##_##operation) qel_vector_##type##_##operation;
 #define QEL_STORE(type, operation) \
     qel_vector_##type##_##operation = qel_vector_##type##_##operation##_c;
+#define QEL_STORE_NEON(type, operation) \
+    qel_vector_##type##_##operation = qel_vector_##type##_##operation##_neon;
 
-// clang-format off
 QEL_EACH_OPERATION(QEL_DEFINE, float32)
 QEL_EACH_OPERATION(QEL_DEFINE, int32)
 QEL_EACH_OPERATION(QEL_DEFINE, int16)
@@ -35,12 +38,15 @@ void qel_vector_init_generic() {
     QEL_STORE(float32, set)
     QEL_STORE(int16, avg_nval)
 }
-// clang-format on
 
-#ifndef QEL_NEON  // the build defines it where it compiles the NEON variants, this function
-                  // included
-void qel_vector_init_neon() {}
+void qel_vector_init_neon() {
+#ifdef QEL_NEON  // the build has the variants
+    QEL_EACH_NEON_OPERATION(QEL_STORE_NEON, float32)
+    QEL_EACH_NEON_OPERATION(QEL_STORE_NEON, int32)
+    QEL_EACH_NEON_OPERATION(QEL_STORE_NEON, int16)
 #endif
+}
+// clang-format on
 
 void qel_vector_init_module() {
     static bool done = false;

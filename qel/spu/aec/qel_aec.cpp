@@ -7,6 +7,7 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/core/qel_version.hpp"
+#include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
@@ -111,24 +112,6 @@ bool make_parts(qel_aec* aec) {
     return made && (aec->output = qel_string_new(nullptr, std::max(kOutputBytes, 2 * frame)));
 }
 
-/// Samples of a frame as floats: 16-bit ones unscaled, 32-bit ones shifted down first.
-void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst) {
-    const int32_t n = cfg.frame_size;
-    if (cfg.use_hdr) {
-        // From 32 on only the sign is left; a gain that would shift up is not removed.
-        const int32_t shift = std::clamp(8 - cfg.hdr_gain_db / 6, 0, 31);
-        const auto* src = static_cast<const char*>(samples);
-        for (int32_t i = 0; i < n; ++i) {
-            int32_t x;
-            std::memcpy(&x, src + 4 * i, sizeof x);
-            dst[i] = static_cast<float>(x >> shift);
-        }
-    } else {
-        const auto* src = static_cast<const int16_t*>(samples);
-        for (int32_t i = 0; i < n; ++i) dst[i] = static_cast<float>(src[i]);
-    }
-}
-
 /// The reference's verdict; without a detector every reference is active.
 bool reference_active(qel_aec* aec) {
     if (!aec->frame_vad) return true;
@@ -140,8 +123,27 @@ bool reference_active(qel_aec* aec) {
 
 namespace qel {
 
+void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst) {
+    const int32_t n = cfg.frame_size;
+    if (cfg.use_hdr) {
+        // From 32 on only the sign is left; a gain that would shift up is not removed.
+        const int32_t shift = std::clamp(8 - cfg.hdr_gain_db / 6, 0, 31);
+        const auto* src = static_cast<const char*>(samples);
+        for (int32_t i = neon::from_wide_samples(src, shift, dst, n); i < n; ++i) {
+            int32_t x;
+            std::memcpy(&x, src + 4 * i, sizeof x);
+            dst[i] = static_cast<float>(x >> shift);
+        }
+    } else {
+        const auto* src = static_cast<const int16_t*>(samples);
+        for (int32_t i = neon::from_samples(src, dst, n); i < n; ++i) {
+            dst[i] = static_cast<float>(src[i]);
+        }
+    }
+}
+
 void to_samples(const float* src, int16_t* dst, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) {
+    for (int32_t i = neon::to_samples(src, dst, n); i < n; ++i) {
         // Toward zero into 32 bits, which saturate (NaN gives 0), then the low 16: a sample that
         // is too loud wraps, and does so alike on every processor.
         const float x = src[i];
@@ -239,8 +241,8 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
     const qel_aec_cfg& cfg = *aec->cfg;
     const int32_t n = cfg.frame_size;
     float* mic = floats(aec->mic);
-    from_samples(cfg, frames[0]->samples, mic);
-    from_samples(cfg, frames[1]->samples, floats(aec->ref));
+    qel::from_samples(cfg, frames[0]->samples, mic);
+    qel::from_samples(cfg, frames[1]->samples, floats(aec->ref));
 
     bool active = true;
     if (cfg.use_bypass) {

@@ -30,20 +30,31 @@ inline Complex<W> operator-(Complex<W> a, Complex<W> b) {
     return {a.r - b.r, a.i - b.i};
 }
 template <class W>
+inline Complex<W> operator-(Complex<W> a) {
+    return {-a.r, -a.i};
+}
+template <class W>
 inline Complex<W> conj(Complex<W> a) {
     return {a.r, -a.i};
 }
-/// Conjugates a twiddle, which tables hold for the forward direction.
-template <bool kInverse, class W>
-inline Complex<W> directed(Complex<W> w) {
-    if constexpr (kInverse) return conj(w);
-    return w;
+/// a + conj(b) and a - conj(b), without a negation.
+template <class W>
+inline Complex<W> plus_conj(Complex<W> a, Complex<W> b) {
+    return {a.r + b.r, a.i - b.i};
 }
-/// Times -i on the way forward, times i on the way back.
+template <class W>
+inline Complex<W> minus_conj(Complex<W> a, Complex<W> b) {
+    return {a.r - b.r, a.i + b.i};
+}
+/// a plus b turned by a quarter: times -i on the way forward, times i on the way back.
 template <bool kInverse, class W>
-inline Complex<W> quarter_turn(Complex<W> a) {
-    if constexpr (kInverse) return {-a.i, a.r};
-    return {a.i, -a.r};
+inline Complex<W> plus_turned(Complex<W> a, Complex<W> b) {
+    if constexpr (kInverse) return {a.r - b.i, a.i + b.r};
+    return {a.r + b.i, a.i - b.r};
+}
+template <bool kInverse, class W>
+inline Complex<W> minus_turned(Complex<W> a, Complex<W> b) {
+    return plus_turned<!kInverse>(a, b);
 }
 
 /// How many values one step of a pass handles.
@@ -125,12 +136,15 @@ using FloatStorage = Storage<qel_fft_cpx_float32, float>;
 #endif
 
 /// Element<T> is the arithmetic of one type. guard() and the products of loaded values give the
-/// scale that butterflies work in and that the `leave` functors undo.
+/// scale that butterflies work in and that the `leave` functors undo. Tables hold the twiddles of
+/// the forward direction; products on the way back take their conjugates. Scalar is the type that
+/// handles what is too short for the lanes.
 template <class T>
 struct Element;
 
 template <>
 struct Element<float> : FloatStorage {
+    using Scalar = Element;
     using Sum = float;  // of any number of products
 
     static constexpr float kHalf = 0.5f, kSin60 = 0.8660254f;
@@ -147,14 +161,15 @@ struct Element<float> : FloatStorage {
     static Complex<W> guard(Complex<W> a) {
         return a;
     }
-    template <class W>
+    template <bool kInverse, class W>
     static Complex<W> mul(Complex<W> a, Complex<W> w) {
+        if constexpr (kInverse) w = conj(w);
         return {a.r * w.r - a.i * w.i, a.r * w.i + a.i * w.r};
     }
-    /// (a - b) * w
-    template <class W>
-    static Complex<W> mul_difference(Complex<W> a, Complex<W> b, Complex<W> w) {
-        return mul(a - b, w);
+    /// (a - conj(b)) * w
+    template <bool kInverse, class C>
+    static C mul_mirrored(C a, C b, C w) {
+        return mul<kInverse>(minus_conj(a, b), w);
     }
     template <class W>
     static Complex<W> scale(Complex<W> a, float factor) {
@@ -201,10 +216,12 @@ struct Element<float> : FloatStorage {
 ///
 /// Scaled stages divide by their radix. The first also halves and the last doubles again: what is
 /// in between can reach sqrt(2) times full scale even where the result fits.
-template <class T, class W, class P, int kGuardBits>
+template <class T, class W, class P, int kGuard>
 struct FixedPoint : Storage<P, W> {
+    using Scalar = Element<T>;
     using Sum = int64_t;
 
+    static constexpr int kGuardBits = kGuard;
     static constexpr int kTwiddleBits = std::numeric_limits<T>::digits;
 
     static constexpr int32_t q31(double x) { return static_cast<int32_t>(x * 2147483648.0); }
@@ -217,13 +234,16 @@ struct FixedPoint : Storage<P, W> {
     static Complex<W> guard(Complex<W> a) {
         return {a.r * (W{1} << kGuardBits), a.i * (W{1} << kGuardBits)};
     }
+    template <bool kInverse>
     static Complex<W> mul(Complex<W> a, Complex<W> w) {
+        if constexpr (kInverse) w = conj(w);
         return {(a.r * w.r - a.i * w.i) >> (kTwiddleBits - kGuardBits),
                 (a.r * w.i + a.i * w.r) >> (kTwiddleBits - kGuardBits)};
     }
-    /// (a - b) * w; the difference alone would leave no room for the product.
-    static Complex<W> mul_difference(Complex<W> a, Complex<W> b, Complex<W> w) {
-        return mul(a, w) - mul(b, w);
+    /// (a - conj(b)) * w; the difference alone would leave no room for the product.
+    template <bool kInverse>
+    static Complex<W> mul_mirrored(Complex<W> a, Complex<W> b, Complex<W> w) {
+        return mul<kInverse>(a, w) - mul<kInverse>(conj(b), w);
     }
     /// Times a Q31 constant, in two halves: the product may take 74 bits.
     static W scale(W a, int32_t factor) {

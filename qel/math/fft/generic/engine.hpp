@@ -15,14 +15,27 @@
 
 namespace qel::fft {
 
-/// Calls step(lanes, j) for j = begin .. end - 1, several at once where the element type can.
+/// Whether `count` steps are left to the scalar type.
+template <class E>
+constexpr bool too_short(int32_t count) {
+    return !std::is_same_v<E, typename E::Scalar> && count < E::kLanes;
+}
+
+/// Calls step(lanes, j) for j = begin .. end - 1, several at once where the element type can. One
+/// that leaves short counts to its scalar type does the last ones twice if need be, so a step must
+/// not write what it reads.
 template <class E, class Step>
 QEL_FFT_STEP inline void for_lanes(int32_t begin, int32_t end, Step step) {
+    constexpr Lanes<E::kLanes> kAll;
     int32_t j = begin;
-    if constexpr (E::kLanes > 1) {
-        for (; j + E::kLanes <= end; j += E::kLanes) step(Lanes<E::kLanes>{}, j);
+    if constexpr (std::is_same_v<E, typename E::Scalar>) {
+        if constexpr (kAll > 1) {
+            for (; j + kAll <= end; j += kAll) step(kAll, j);
+        }
+        for (; j < end; ++j) step(Lanes<1>{}, j);
+    } else {
+        for (const int32_t last = end - kAll; j < end; j += kAll) step(kAll, std::min(j, last));
     }
-    for (; j < end; ++j) step(Lanes<1>{}, j);
 }
 
 /// A transform of as many points as the array holds, without scaling.
@@ -36,15 +49,16 @@ struct Butterfly {
     template <class C>
     static std::array<C, 3> run(const std::array<C, 3>& a) {
         const C sum = a[1] + a[2], mean = a[0] - E::scale(sum, E::kHalf);
-        const C turned = quarter_turn<kInverse>(E::scale(a[1] - a[2], E::kSin60));
-        return {a[0] + sum, mean + turned, mean - turned};
+        const C diff = E::scale(a[1] - a[2], E::kSin60);
+        return {a[0] + sum, plus_turned<kInverse>(mean, diff), minus_turned<kInverse>(mean, diff)};
     }
 
     template <class C>
     static std::array<C, 4> run(const std::array<C, 4>& a) {
         const C even = a[0] + a[2], even_diff = a[0] - a[2];
-        const C odd = a[1] + a[3], odd_diff = quarter_turn<kInverse>(a[1] - a[3]);
-        return {even + odd, even_diff + odd_diff, even - odd, even_diff - odd_diff};
+        const C odd = a[1] + a[3], odd_diff = a[1] - a[3];
+        return {even + odd, plus_turned<kInverse>(even_diff, odd_diff), even - odd,
+                minus_turned<kInverse>(even_diff, odd_diff)};
     }
 
     template <class C>
@@ -52,20 +66,26 @@ struct Butterfly {
         const C s1 = a[1] + a[4], d1 = a[1] - a[4], s2 = a[2] + a[3], d2 = a[2] - a[3];
         const C c1 = a[0] + E::scale(s1, E::kCos72) + E::scale(s2, E::kCos144);
         const C c2 = a[0] + E::scale(s1, E::kCos144) + E::scale(s2, E::kCos72);
-        const C t1 = quarter_turn<kInverse>(E::scale(d1, E::kSin72) + E::scale(d2, E::kSin144));
-        const C t2 = quarter_turn<kInverse>(E::scale(d1, E::kSin144) - E::scale(d2, E::kSin72));
-        return {a[0] + s1 + s2, c1 + t1, c2 + t2, c2 - t2, c1 - t1};
+        const C t1 = E::scale(d1, E::kSin72) + E::scale(d2, E::kSin144);
+        const C t2 = E::scale(d1, E::kSin144) - E::scale(d2, E::kSin72);
+        return {a[0] + s1 + s2, plus_turned<kInverse>(c1, t1), plus_turned<kInverse>(c2, t2),
+                minus_turned<kInverse>(c2, t2), minus_turned<kInverse>(c1, t1)};
     }
 
     template <class C, class Cos45>
     static std::array<C, 8> run(const std::array<C, 8>& a, Cos45 cos45) {
         const auto even = run(std::array<C, 4>{a[0], a[2], a[4], a[6]});
         auto odd = run(std::array<C, 4>{a[1], a[3], a[5], a[7]});
-        odd[1] = E::scale(odd[1] + quarter_turn<kInverse>(odd[1]), cos45);
-        odd[2] = quarter_turn<kInverse>(odd[2]);
-        odd[3] = E::scale(quarter_turn<kInverse>(odd[3]) - odd[3], cos45);
-        return {even[0] + odd[0], even[1] + odd[1], even[2] + odd[2], even[3] + odd[3],
-                even[0] - odd[0], even[1] - odd[1], even[2] - odd[2], even[3] - odd[3]};
+        odd[1] = E::scale(plus_turned<kInverse>(odd[1], odd[1]), cos45);
+        odd[3] = E::scale(plus_turned<kInverse>(-odd[3], odd[3]), cos45);
+        return {even[0] + odd[0],
+                even[1] + odd[1],
+                plus_turned<kInverse>(even[2], odd[2]),
+                even[3] + odd[3],
+                even[0] - odd[0],
+                even[1] - odd[1],
+                minus_turned<kInverse>(even[2], odd[2]),
+                even[3] - odd[3]};
     }
 };
 
@@ -73,14 +93,21 @@ template <class E, bool kInverse, bool kScaled>
 class Engine {
     using Point = typename E::Point;
     using Fly = Butterfly<E, kInverse>;
+    using Scalar = Engine<typename E::Scalar, kInverse, kScaled>;
+    template <class, bool, bool>
+    friend class Engine;
+    static constexpr Lanes<E::kLanes> kAll{};
 
     /// Without twiddles: n / radix columns become as many groups of neighbours.
     template <int kRadix>
     static void first_pass(Point* out, const Point* in, int32_t columns,
                            [[maybe_unused]] decltype(E::kCos45) cos45 = E::kCos45) {
+        if (too_short<E>(columns)) {
+            return Scalar::template first_pass<kRadix>(out, in, columns, cos45);
+        }
         const auto leave = E::template leave_first<kScaled, kRadix>(columns * kRadix, kRadix);
         for_lanes<E>(0, columns, [=](auto lanes, int32_t j) QEL_FFT_STEP {
-            std::array<decltype(E::load(lanes, in)), kRadix> a;
+            std::array<decltype(E::guard(E::load(lanes, in))), kRadix> a;
             for (int32_t q = 0; q < kRadix; ++q) {
                 a[q] = E::guard(E::load(lanes, in + j + q * columns));
             }
@@ -105,8 +132,9 @@ class Engine {
             for (int32_t k = 0; k < radix; ++k) {
                 Complex<typename E::Sum> sum{};
                 for (int32_t q = 0, turn = 0; q < radix; ++q) {
-                    const auto w = directed<kInverse>(E::load(kOne, roots + turn));
-                    const auto term = E::mul(E::load(kOne, in + j + q * columns), w);
+                    const auto w = E::load(kOne, roots + turn);
+                    const auto term =
+                        E::template mul<kInverse>(E::load(kOne, in + j + q * columns), w);
                     sum = {sum.r + term.r, sum.i + term.i};
                     turn = turn < radix - k ? turn + k : turn + k - radix;
                 }
@@ -119,25 +147,50 @@ class Engine {
     template <int kRadix>
     static void later_pass(Point* out, const Point* in, const Point* twiddles, int32_t m,
                            int32_t groups) {
+        if (too_short<E>(std::max(m, groups))) {
+            return Scalar::template later_pass<kRadix>(out, in, twiddles, m, groups);
+        }
         const auto leave = E::template leave_later<kScaled, kRadix>(groups == 1);
         const int32_t column = m * groups;
-        for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
-            using C = decltype(E::load(lanes, in));
-            std::array<C, kRadix> w;
+        const auto twiddles_at = [=](int32_t j, auto load) QEL_FFT_STEP {
+            std::array<decltype(load(twiddles)), kRadix - 1> w;
+            for (int32_t q = 1; q < kRadix; ++q) w[q - 1] = load(twiddles + (q - 1) * m + j);
+            return w;
+        };
+        const auto join = [=](int32_t g, int32_t j, const auto& w, auto load,
+                              auto store) QEL_FFT_STEP {
+            const Point* from = in + g * m + j;
+            Point* to = out + kRadix * g * m + j;
+            std::array<decltype(E::guard(load(from))), kRadix> a;
+            a[0] = E::guard(load(from));
             for (int32_t q = 1; q < kRadix; ++q) {
-                w[q] = directed<kInverse>(E::load(lanes, twiddles + (q - 1) * m + j));
+                a[q] = E::template mul<kInverse>(load(from + q * column), w[q - 1]);
             }
-            for (int32_t g = 0; g < groups; ++g) {
-                const Point* from = in + g * m + j;
-                Point* to = out + kRadix * g * m + j;
-                std::array<C, kRadix> a;
-                a[0] = E::guard(E::load(lanes, from));
-                for (int32_t q = 1; q < kRadix; ++q) {
-                    a[q] = E::mul(E::load(lanes, from + q * column), w[q]);
+            a = Fly::run(a);
+            for (int32_t q = 0; q < kRadix; ++q) store(to + q * m, leave(a[q]));
+        };
+
+        if constexpr (requires { E::gather(kAll, in, m); }) {
+            if (m < kAll) {  // too few neighbours: lanes from as many groups
+                for (int32_t j = 0; j < m; ++j) {
+                    const auto w = twiddles_at(
+                        j, [](const Point* at) QEL_FFT_STEP { return E::spread(kAll, at); });
+                    for (int32_t g = 0; g < groups; g += kAll) {
+                        join(
+                            std::min<int32_t>(g, groups - kAll), j, w,
+                            [=](const Point* at) QEL_FFT_STEP { return E::gather(kAll, at, m); },
+                            [=](Point* at, auto a)
+                                QEL_FFT_STEP { E::scatter(kAll, at, kRadix * m, a); });
+                    }
                 }
-                a = Fly::run(a);
-                for (int32_t q = 0; q < kRadix; ++q) E::store(lanes, to + q * m, leave(a[q]));
+                return;
             }
+        }
+        for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
+            const auto load = [=](const Point* at) QEL_FFT_STEP { return E::load(lanes, at); };
+            const auto store = [=](Point* at, auto a) QEL_FFT_STEP { E::store(lanes, at, a); };
+            const auto w = twiddles_at(j, load);
+            for (int32_t g = 0; g < groups; ++g) join(g, j, w, load, store);
         });
     }
 
@@ -165,7 +218,7 @@ class Engine {
             case 4: first_pass<4>(dst, in, columns); break;
             case 5: first_pass<5>(dst, in, columns); break;
             case 8: first_pass<8>(dst, in, columns, fast ? E::kCos45 : E::kMixedCos45); break;
-            default: direct_pass(dst, in, columns, radix, idle);
+            default: Scalar::direct_pass(dst, in, columns, radix, idle);
         }
         for (int32_t m = radix; --stage > 0; m *= radix) {
             radix = factors[2 * stage];

@@ -41,17 +41,21 @@ Plan* new_block(int64_t points_bytes, char** cursor) {
     return plan;
 }
 
-/// A complex plan, factors and twiddles filled; null when refused.
+/// A complex plan, factors and twiddles filled, with room for `extra` more twiddles; null when
+/// refused.
 template <class Plan, class Point>
-Plan* new_c2c_plan(int32_t nfft, qel_fft_twiddles_line line) {
+Plan* new_c2c_plan(int32_t nfft, qel_fft_twiddles_line line, int32_t extra = 0) {
     if (nfft <= 0) return nullptr;
     char* cursor;
-    auto* plan = new_block<Plan>(2 * area_bytes(nfft * int64_t{sizeof(Point)}), &cursor);
+    constexpr int64_t kPoint = sizeof(Point);
+    auto* plan =
+        new_block<Plan>(2 * area_bytes(nfft * kPoint) + area_bytes(extra * kPoint), &cursor);
     if (plan == nullptr) return nullptr;
     plan->nfft = nfft;
     plan->backward_scaled = 1;
     plan->twiddles = take_area<Point>(&cursor, nfft);
     plan->buffer = take_area<Point>(&cursor, nfft);
+    if (extra > 0) plan->extra_twiddles = take_area<Point>(&cursor, extra);
     factorise(plan->factors, nfft, false);
     if (!is_fast(plan->factors)) factorise(plan->factors, nfft, true);
     qel_fft_generate_twiddles_impl_float32(plan->twiddles, plan->factors, nfft, line);

@@ -16,11 +16,13 @@ template <class E, bool kInverse, class Leave>
 void split_pairs(typename E::Point* dst, const typename E::Point* src,
                  const typename E::Point* twiddles, int32_t m, Leave leave) {
     constexpr Lanes<1> kOne;
+    if (too_short<E>((m + 1) / 2 - 1)) {
+        return split_pairs<typename E::Scalar, kInverse>(dst, src, twiddles, m, leave);
+    }
     const auto pair = [=](auto lanes, int32_t k, auto at_k, auto at_mirror) QEL_FFT_STEP {
-        const auto mirrored = conj(at_mirror);
-        const auto w = directed<kInverse>(E::load(lanes, twiddles + k - 1));
-        const auto sum = E::guard(at_k + mirrored);
-        const auto turned = E::mul_difference(at_k, mirrored, w);
+        const auto w = E::load(lanes, twiddles + k - 1);
+        const auto sum = plus_conj(E::guard(at_k), E::guard(at_mirror));
+        const auto turned = E::template mul_mirrored<kInverse>(at_k, at_mirror, w);
         return std::array{leave(sum + turned), leave(conj(sum - turned))};
     };
     for_lanes<E>(1, (m + 1) / 2, [=](auto lanes, int32_t k) QEL_FFT_STEP {

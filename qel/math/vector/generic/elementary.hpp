@@ -3,6 +3,9 @@
 // Nothing but IEEE 754 additions, multiplications, divisions and integer operations, in a fixed
 // order: results are the same on every processor. float serves float32 and Q12, double serves Q20.
 // The polynomials come from Remez's exchange algorithm (relative error, 200-bit arithmetic).
+//
+// Everything is written over a type R of real numbers. A vector variant may bring one of its own,
+// which holds several floats in a register.
 #pragma once
 
 #include <bit>
@@ -22,6 +25,9 @@ struct Real<float> {
     static constexpr int kFraction = 23;  // bits behind the leading one
     static constexpr uint32_t kBias = 127;
     static constexpr float kExpLimit = 104.0f;  // e^-104 rounds to 0, e^104 to infinity
+    QEL_KERNEL static float of_signed(uint32_t bits) {
+        return static_cast<float>(static_cast<int32_t>(bits));
+    }
 };
 
 template <>
@@ -110,8 +116,8 @@ class Exp {
     };
 
     QEL_KERNEL Parts split(R x, R rest) const {
-        constexpr R kRound = static_cast<R>(uint64_t{3} << (Real<R>::kFraction - 1)) +
-                             static_cast<R>(2 * Real<R>::kBias);
+        const R kRound = static_cast<R>(uint64_t{3} << (Real<R>::kFraction - 1)) +
+                         static_cast<R>(2 * Real<R>::kBias);
         x = max_of(-limit_, min_of(limit_, x));
         const R rounded = x * static_cast<R>(1.4426950408889634) + kRound;
         const R k = rounded - kRound;
@@ -123,7 +129,7 @@ class Exp {
     /// Q(r) = (e^r - 1 - r) / r^2; e^r is then within 2^-28.3 (float), 2^-39.7 (double: Q20
     /// needs 31 bits).
     QEL_KERNEL static R quadratic_on(R r) {
-        if constexpr (sizeof(R) == sizeof(float)) {
+        if constexpr (Real<R>::kFraction == Real<float>::kFraction) {
             return polynomial<R>(r, 0.0013814575851884318, 0.0083687270411331444,
                                  0.041668389060091252, 0.16666520548044611, 0.49999993442065514);
         } else {
@@ -135,7 +141,7 @@ class Exp {
 
     // Read from memory once per loop: with the value known, the compiler makes a branch of x beyond
     // the limit, and the loop no longer vectorises.
-    static inline const volatile R kLimit = Real<R>::kExpLimit;
+    static inline const volatile auto kLimit = Real<R>::kExpLimit;
     R limit_ = kLimit;
 };
 
@@ -149,18 +155,18 @@ template <class R>
 QEL_KERNEL R log_of_normal(R x, R more_twos = 0) {
     using B = Bits<R>;
     constexpr int kFraction = Real<R>::kFraction;
-    constexpr B kSqrtHalf = std::bit_cast<B>(static_cast<R>(0.70710678118654752));
+    const B kSqrtHalf = std::bit_cast<B>(static_cast<R>(0.70710678118654752));
     const B bits = std::bit_cast<B>(x);
     const B k_bits = (bits - kSqrtHalf) >> kFraction << kFraction;
     R k;
-    if constexpr (sizeof(R) == sizeof(float)) {
-        k = static_cast<R>(static_cast<int32_t>(k_bits)) * static_cast<R>(0x1p-23);
+    if constexpr (kFraction == Real<float>::kFraction) {
+        k = Real<R>::of_signed(k_bits) * static_cast<R>(0x1p-23);
     } else {  // SSE2 converts no 64-bit integers: k + bias becomes the low bits of 2^52
         const B biased = (k_bits + (Real<R>::kBias << kFraction)) >> kFraction;
         k = std::bit_cast<R>(biased | std::bit_cast<B>(static_cast<R>(0x1p52))) -
             static_cast<R>(0x1p52 + Real<R>::kBias);
     }
-    k += more_twos;
+    k = k + more_twos;
     const R f = std::bit_cast<R>(bits - k_bits) - 1;
     const R s = f / (2 + f);
     const R s2 = s * s;
