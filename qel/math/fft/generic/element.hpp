@@ -62,7 +62,8 @@ template <int kCount>
 using Lanes = std::integral_constant<int, kCount>;
 
 /// Loads and stores of one value; element types with vector forms add overloads for their kLanes.
-/// The `_back` forms run from `at` to lower addresses, scatter() leaves `step` from lane to lane.
+/// The `_back` forms run from `at` to lower addresses, gather() and scatter() leave `step` from
+/// lane to lane, spread() fills all lanes with one value.
 template <class P, class W>
 struct Storage {
     using Point = P;  // as stored
@@ -96,12 +97,27 @@ struct FloatStorage : Storage<qel_fft_cpx_float32, float> {
 
     using Storage::load, Storage::load_back, Storage::scatter, Storage::store, Storage::store_back;
 
+    static Complex<Float4> parts(Float4 a, Float4 b) {
+        return {__builtin_shufflevector(a, b, 0, 2, 4, 6),
+                __builtin_shufflevector(a, b, 1, 3, 5, 7)};
+    }
     static Complex<Float4> load(Lanes<4>, const Point* at) {
         Float4 a, b;
         std::memcpy(&a, at, sizeof a);
         std::memcpy(&b, at + 2, sizeof b);
-        return {__builtin_shufflevector(a, b, 0, 2, 4, 6),
-                __builtin_shufflevector(a, b, 1, 3, 5, 7)};
+        return parts(a, b);
+    }
+    static Complex<Float4> gather(Lanes<4>, const Point* at, int32_t step) {
+        Float2 points[4];
+        for (Float2& point : points) {
+            std::memcpy(&point, at, sizeof point);
+            at += step;
+        }
+        return parts(__builtin_shufflevector(points[0], points[1], 0, 1, 2, 3),
+                     __builtin_shufflevector(points[2], points[3], 0, 1, 2, 3));
+    }
+    static Complex<Float4> spread(Lanes<4>, const Point* at) {
+        return {Float4{} + at->r, Float4{} + at->i};
     }
     static Complex<Float4> reverse(Complex<Float4> a) {
         return {__builtin_shufflevector(a.r, a.r, 3, 2, 1, 0),

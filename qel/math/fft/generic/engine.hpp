@@ -171,7 +171,7 @@ class Engine {
         };
 
         if constexpr (requires { E::gather(kAll, in, m); }) {
-            if (m < kAll) {  // too few neighbours: lanes from as many groups
+            if (m < kAll && groups >= kAll) {  // too few neighbours: lanes from as many groups
                 for (int32_t j = 0; j < m; ++j) {
                     const auto w = twiddles_at(
                         j, [](const Point* at) QEL_FFT_STEP { return E::spread(kAll, at); });
