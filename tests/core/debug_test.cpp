@@ -7,7 +7,9 @@
 #include "qel/core/qel_debug.hpp"
 #include "tests/support/log_capture.hpp"
 
-static void log_line(uint32_t level) { qel_debug_log(level, "a/b/c.x", "fn", 7, "text"); }
+namespace {
+
+void log_line(uint32_t level) { qel_debug_log(level, "a/b/c.x", "fn", 7, "text"); }
 
 TEST(Debug, EachLocalDayStartsWithADateLine) {
     LogCapture log;
@@ -58,3 +60,5 @@ TEST(Debug, WritesToTheStreamLastSet) {
     qel_debug_console_color(1, "%d", 42);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "text\n\033[1;1;31m42\033[0m\n");
 }
+
+}  // namespace

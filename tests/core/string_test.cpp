@@ -6,6 +6,8 @@
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
 
+namespace {
+
 using namespace std::string_view_literals;
 
 struct Str : qel_string {
@@ -16,7 +18,7 @@ struct Str : qel_string {
 };
 
 /// Result, length and the whole storage after `op`, zeros shown as dots.
-static std::string after(Str&& s, auto op, auto... args) {
+std::string after(Str&& s, auto op, auto... args) {
     std::string out = std::to_string(op(s, args...)) + " ";
     out += std::to_string(s.length) + " ";
     for (uint32_t i = 0; i < s.capacity; ++i) out += s.data[i] ? s.data[i] : '.';
@@ -117,3 +119,5 @@ TEST(String, RefusedMemoryChangesNothing) {
     EXPECT_TRUE(log.has("[E] qel_string:_string_expand:") && log.has("realloc failed. bytes: 8."));
     EXPECT_TRUE(log.has("realloc failed. bytes 12.") && log.has("out of memory."));
 }
+
+}  // namespace

@@ -5,6 +5,8 @@
 
 #include "qel/core/qel_string.h"
 
+namespace {
+
 TEST(Version, RegistryAndBanner) {
     _g_version_init();
     _g_module_core();
@@ -18,3 +20,5 @@ TEST(Version, RegistryAndBanner) {
                                       "please contact: [^\n]+\n[^\n]+\n-{70}\n"));
     _g_version_release();
 }
+
+}  // namespace

@@ -3,6 +3,8 @@
 
 #include "tests/math/fft_api.hpp"
 
+namespace {
+
 template <class T>
 class FftFixed : public testing::Test {
   protected:
@@ -12,7 +14,7 @@ using FixedTypes = testing::Types<int32_t, int16_t>;
 TYPED_TEST_SUITE(FftFixed, FixedTypes);
 
 /// The largest difference of a part, in units of the last place.
-static double worst(const Spectrum& expected, const Spectrum& actual) {
+double worst(const Spectrum& expected, const Spectrum& actual) {
     double error = 0;
     for (size_t k = 0; k < actual.size(); ++k) {
         const auto d = actual[k] - expected[k];
@@ -40,24 +42,24 @@ TYPED_TEST(FftFixed, GoesThereAndBackAtEveryLength) {
         for (const Kind kind : {kComplex, kReal}) {
             const size_t n = kind == kReal ? 2 * points : points;
             const auto real_n = static_cast<double>(n);
+            SCOPED_TRACE(testing::Message() << kind << ' ' << n);
             const double root = std::sqrt(real_n), safe = 0.7 * this->kFullScale;
             const auto x = random_values<TypeParam>(2 * points, safe);
             auto bins = fft(kind, n, x, false, true);
             const auto exact = divided(reference_dft(values(kind, x)), real_n);
-            EXPECT_LT(worst(exact, values(kComplex, bins)), 4) << kind << ' ' << n;
+            EXPECT_LT(worst(exact, values(kComplex, bins)), 4);
             if (kind == kReal) {
-                EXPECT_TRUE(bins[1] == 0 && bins[n + 1] == 0) << n;
+                EXPECT_TRUE(bins[1] == 0 && bins[n + 1] == 0);
                 bins[1] = bins[n + 1] = 1234;  // these two are not read
             }
             const auto back = fft(kind, n, bins, true, false);  // rounding errors add up
-            EXPECT_LT(worst(values(kind, x), values(kind, back)), 4 * root + 1) << kind << ' ' << n;
+            EXPECT_LT(worst(values(kind, x), values(kind, back)), 4 * root + 1);
 
             const auto quiet = random_values<TypeParam>(2 * points, safe / real_n);
             const auto loud = fft(kind, n, quiet, false, false);
-            EXPECT_LT(worst(reference_dft(values(kind, quiet)), values(kComplex, loud)), root + 1.5)
-                << kind << ' ' << n;
-            EXPECT_LT(worst(values(kind, quiet), values(kind, fft(kind, n, loud, true, true))), 4)
-                << kind << ' ' << n;
+            EXPECT_LT(worst(reference_dft(values(kind, quiet)), values(kComplex, loud)),
+                      root + 1.5);
+            EXPECT_LT(worst(values(kind, quiet), values(kind, fft(kind, n, loud, true, true))), 4);
         }
     }
 }
@@ -103,3 +105,5 @@ TYPED_TEST(FftFixed, UnscaledIsExactOrWraps) {
     for (size_t k = 0; k < 16; ++k) flat[2 * k] = 1;
     EXPECT_EQ(fft(kComplex, 16, impulse, false), flat);
 }
+
+}  // namespace

@@ -2,6 +2,8 @@
 #include "tests/math/fft_api.hpp"
 #include "tests/support/failing_alloc.hpp"
 
+namespace {
+
 TEST(FftPlan, FactorsEndInTheFlagAndOddOnesStartWithTwiddlesOfOne) {
     const struct {
         Kind kind;
@@ -103,3 +105,5 @@ TEST(Fft, KeepsTheCoarseCosineOfRadix8) {
     impulse[2 * 3] = 1;  // place 1 of the radix-8 stage, in a column without twiddles
     EXPECT_EQ(fft(kComplex, 24, impulse, false)[2], 0.70711f);
 }
+
+}  // namespace

@@ -39,8 +39,7 @@ TEST(Framing, CutsAndConverts) {
         {"a flush without bytes", 24, 16, 1, b24, "", {1, 0, 0}},
         {"32 bits fill half a frame", 32, 6, 0, a32, a32, {1, 5, 0, 2, 5, 0}},
         {"shift by 32: the sign", 32, 32, 0, "", a32, {1, -1, 0}},
-        {"shift below 0: the sign", 32, -30, 0, "", a32, {1, -1, 0}},
-    };
+        {"shift below 0: the sign", 32, -30, 0, "", a32, {1, -1, 0}}};
     for (const auto& c : cases) {
         const qel_framing_cfg cfg{
             0, 2, static_cast<int16_t>(c.shift), c.width == 16, c.width == 24, c.width == 32, 0};

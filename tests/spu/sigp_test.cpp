@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "qel/spu/aec/qel_aec_nlp.h"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
 
@@ -33,8 +34,7 @@ TEST(FrameSeparator, CutsTheStreamWhateverThePieces) {
         {"the end pads it, in a used frame too", 4, 1, "abcd", "efg", "abcd|efg\0|"s},
         {"whole frames leave nothing for the end", 4, 1, "abcdefgh", "", "abcd|efgh|"},
         {"more than the buffer holds", 4, 0, "abc", "defghijklmnop", "abcd|efgh|ijkl|mnop|"},
-        {"32-bit samples", 8, 1, "abcdefg", "hi", "abcdefgh|i\0\0\0\0\0\0\0|"s},
-    };
+        {"32-bit samples", 8, 1, "abcdefg", "hi", "abcdefgh|i\0\0\0\0\0\0\0|"s}};
     for (const auto& c : cases) {
         qel_sigp_frame_separator* sep = qel_sigp_frame_separator_new(2);
         sep->frame_bytes = c.frame_bytes;
@@ -86,6 +86,14 @@ TEST(Sigp, CurvesFollowTheirFormulas) {
 }
 
 TEST(Sigp, HypergeomGainInterpolatesTheSeries) {
+    const std::pair<float, double> edges[] = {
+        {-0.1f, 1},
+        {0, 82.157},
+        {9.9f, (0.2 * 3.12431 + 0.8 * 3.20326) / std::sqrt(9.9001)},
+        {10.5f, 1 + 0.1296 / 10.5},
+        {1e30f, 1},
+        {NAN, 1}};
+    for (const auto& [x, gain] : edges) EXPECT_NEAR(HypergeomGain(x), gain, 2e-6 * gain) << x;
     const auto series = [](double x) {  // (Gamma(5/4) M(-1/4; 1; -x))^2 by Kummer's formula
         double term = 1.0, sum = 1.0;
         for (int n = 0; n < 100; ++n) sum += term *= (1.25 + n) * x / ((n + 1.0) * (n + 1.0));

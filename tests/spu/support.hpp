@@ -3,7 +3,6 @@
 
 #include <map>
 #include <memory>
-#include <string>
 
 #include "qel/core/config/qel_config_base.h"
 
@@ -12,8 +11,7 @@ using Section = std::unique_ptr<qel_config_items, decltype(&qel_config_items_del
 /// A configuration section of plain strings.
 inline Section make_section(const std::map<std::string, std::string>& keys) {
     Section section(qel_config_items_new(nullptr), qel_config_items_delete);
-    for (const auto& [name, value] : keys) {
+    for (const auto& [name, value] : keys)
         qel_config_items_add_string(section.get(), name.c_str(), value.c_str());
-    }
     return section;
 }

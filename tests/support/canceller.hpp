@@ -2,11 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <span>
-#include <vector>
 
 #include "qel/math/fft/qel_fft.h"
 #include "qel/math/vector/qel_vector.h"
@@ -36,8 +33,7 @@ class Canceller {
         qel_aec_delete(aec_);
         qel_aec_cfg_clean(&cfg_);
     }
-    Canceller(const Canceller&) = delete;
-    Canceller& operator=(const Canceller&) = delete;
+    Canceller(Canceller&&) = delete;
 
     qel_aec* get() { return aec_; }
     void reset() { qel_aec_reset(aec_); }
@@ -46,16 +42,12 @@ class Canceller {
     template <class Sample>
     Pcm feed(const std::vector<Sample>& mic, const std::vector<Sample>& ref, size_t chunk = 1 << 30,
              bool end = false) {
-        const auto bytes_of = [](const std::vector<Sample>& x) {
-            return x.size() * sizeof(Sample);
-        };
-        const size_t total = std::max(bytes_of(mic), bytes_of(ref));
+        const size_t total = sizeof(Sample) * std::max(mic.size(), ref.size());
         Pcm out;
         for (size_t at = 0; at < total; at += chunk) {
-            const auto piece = [&](const std::vector<Sample>& x) {
-                const size_t from = std::min(at, bytes_of(x));
-                return std::span(reinterpret_cast<const char*>(x.data()) + from,
-                                 std::min(chunk, bytes_of(x) - from));
+            const auto piece = [&](std::span<const Sample> x) {
+                const auto rest = std::as_bytes(x).subspan(std::min(at, x.size_bytes()));
+                return rest.first(std::min(chunk, rest.size()));
             };
             const auto m = piece(mic), r = piece(ref);
             uint32_t bytes = 0;

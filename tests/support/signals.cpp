@@ -60,9 +60,7 @@ Signal speech(uint32_t seed, size_t samples, int rate, double rms) {
         for (size_t i = 0; i < length; ++i) {
             const double at = static_cast<double>(i) / static_cast<double>(length);
             phase += pitch * (1 + glide * at) / rate;
-            const double noise = uniform(random, -1, 1);
-            double source = 0.1 * noise;
-            if (!voiced) source = noise;
+            double source = uniform(random, -1, 1) * (voiced ? 0.1 : 1);
             if (voiced && phase >= 1) source += 8;
             phase -= std::floor(phase);
             double y = 0.3 * source;
@@ -82,9 +80,8 @@ Signal room_response(uint32_t seed, double delay, double rt60, int rate) {
     const auto first = static_cast<size_t>(delay * rate);
     // Past two thirds of the decay, 40 dB below where it began, nothing is left to hear.
     Signal h = white_noise(seed, static_cast<size_t>(rt60 * rate * 2 / 3), 0.1);
-    for (size_t i = 0; i < h.size(); ++i) {
+    for (size_t i = 0; i < h.size(); ++i)
         h[i] *= std::pow(10, -3 * static_cast<double>(i) / (rt60 * rate));
-    }
     h[0] = 1;
     h.insert(h.begin(), first, 0.0);
     return h;
@@ -94,9 +91,8 @@ Signal echo(const Signal& ref, double clip, const Signal& response) {
     Signal y(ref.size());
     for (size_t k = 0; k < response.size(); ++k) {
         if (response[k] == 0) continue;
-        for (size_t i = k; i < y.size(); ++i) {
+        for (size_t i = k; i < y.size(); ++i)
             y[i] += response[k] * std::clamp(ref[i - k], -clip, clip);
-        }
     }
     return y;
 }
@@ -108,9 +104,8 @@ Signal operator+(Signal a, const Signal& b) {
 
 Pcm to_pcm(const Signal& x) {
     Pcm y(x.size());
-    for (size_t i = 0; i < x.size(); ++i) {
+    for (size_t i = 0; i < x.size(); ++i)
         y[i] = static_cast<int16_t>(std::clamp(std::round(x[i]), -32768.0, 32767.0));
-    }
     return y;
 }
 

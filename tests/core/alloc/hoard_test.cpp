@@ -5,15 +5,17 @@
 
 #include "tests/support/log_capture.hpp"
 
+namespace {
+
 static constexpr uint32_t kLinkAt = 8;
-static int made = 0;
+int made = 0;
 
-static void* make(void*) { return ++made, calloc(1, kLinkAt + sizeof(qel_queue_node)); }
+void* make(void*) { return ++made, calloc(1, kLinkAt + sizeof(qel_queue_node)); }
 
-static int32_t destroy(void*, void* object) { return free(object), --made; }
+int32_t destroy(void*, void* object) { return free(object), --made; }
 
 /// Objects free, in use and in existence.
-static std::string text(const qel_hoard& h) {
+std::string text(const qel_hoard& h) {
     return std::to_string(h.free_q.count) + std::to_string(h.used_q.count) + std::to_string(made);
 }
 
@@ -58,3 +60,5 @@ TEST(Hoard, ReportsMisuseRefusalsAndSizes) {
     EXPECT_EQ(qel_hoard_pop(&h), nullptr);
     EXPECT_TRUE(log.has("pop:106: out of memory.") && log.has("pop:101: no allocator for hoard"));
 }
+
+}  // namespace

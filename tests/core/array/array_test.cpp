@@ -5,8 +5,10 @@
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
 
+namespace {
+
 /// Capacity and items, all followed by bars; items of one byte are numbers, others strings.
-static std::string text(const qel_array* a) {
+std::string text(const qel_array* a) {
     std::string out = std::to_string(a->capacity) + "|";
     for (uint32_t i = 0; i < a->count; ++i) {
         const auto* s = static_cast<const qel_string*>(qel_array_peek(a, i));
@@ -70,11 +72,12 @@ TEST(ArrayString, OwnsCopies) {
 
 TEST(ArrayString, SplitsAtDelimitersOutsideQuotes) {
     qel_array* a = qel_array_string_new(32);
-    for (const char* input : {"a,,b,", "'x,y',z", "''\"b'c\"'d,", ""}) {
+    for (const char* input : {"a,,b,", "'x,y',z", "''\"b'c\"'d,", ""})
         EXPECT_EQ(qel_array_string_split(a, input, ","), 0);
-    }
     qel_array_string_split(a, "e::f:", "::");
     qel_array_string_split(a, "gh", "");
     EXPECT_EQ(text(a), "32|a||b|x,y||z||bc|d,|e|f:|gh|");
     qel_array_delete(a);
 }
+
+}  // namespace

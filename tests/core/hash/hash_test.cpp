@@ -4,18 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "qel/core/hash/qel_hash_tree.h"
 
 namespace {
-
-template <class Word, size_t N>
-std::string bytes(const std::array<Word, N>& words) {
-    return {reinterpret_cast<const char*>(words.data()), sizeof(words)};
-}
 
 /// The well-known verification procedure: hashes the keys {}, {0}, {0, 1}, ... {0, ... 254} with
 /// the seeds 256, 255, ... 1, then the hashes so obtained; the first four bytes of that count.
@@ -26,7 +18,7 @@ uint32_t verification_value(Hash hash) {
     Words words;
     for (uint32_t i = 0; i < 256; ++i) {
         hash(&key[start], i, 256 - i, words.data());
-        hashes += bytes(words);
+        hashes.append(reinterpret_cast<const char*>(words.data()), sizeof(words));
         key += static_cast<char>(i);
     }
     hash(hashes.data(), static_cast<uint32_t>(hashes.size()), 0, words.data());
@@ -54,14 +46,12 @@ struct Numbers {
     qel_hash_tree* tree = qel_hash_tree_new(identity, nullptr);
 };
 
-}  // namespace
-
 TEST(Hash, MatchesPublishedVerificationValues) {
-    const auto x86_32 = [](auto key, auto len, auto seed, auto out) {
-        *out = qel_hash_x86_32(key, len, seed);
+    const auto x86_32 = [](auto key, auto n, auto s, auto out) {
+        *out = qel_hash_x86_32(key, n, s);
     };
-    const auto murmur64 = [](auto key, auto len, auto seed, auto out) {
-        *out = qel_hash_murmur64(key, len, seed);
+    const auto murmur64 = [](auto key, auto n, auto s, auto out) {
+        *out = qel_hash_murmur64(key, n, s);
     };
     EXPECT_EQ((verification_value<std::array<uint32_t, 1>>(x86_32)), 0xB0F57EE3);
     EXPECT_EQ((verification_value<std::array<uint32_t, 4>>(qel_hash_x86_128)), 0xB3ECE62A);
@@ -75,20 +65,16 @@ TEST(Hash, OwnVariantsMatchArbitraryPrecisionArithmetic) {  // values from Pytho
         uint64_t (*hash)(const void* key, uint32_t len, uint64_t seed);
         uint64_t seed, expected;
         std::string key;
-    } cases[] = {
-        {qel_hash_murmur32, murmur_seed, 0x5877d84492bffe18, ""},
-        {qel_hash_murmur32, murmur_seed, 0xbea335b258c0b22e, "a"},
-        {qel_hash_murmur32, murmur_seed, 0x2f82ac0491a74578, "abc"},
-        {qel_hash_murmur32, murmur_seed, 0xde08d9905b70a19b, "\xff\xfe\xfd\xfc\x80"},
-        {qel_hash_string_value, seed, seed, ""},
-        {qel_hash_string_value, seed, 0x33444a6789abcf10, "abcdefgh\x80!"},
-        {qel_hash_string_value_parallel, seed, 0x8a899998a8a76261, "abcdefgh"},
-        {qel_hash_string_value_parallel, seed, 0x1311313fcac6e2c0, "abcdefgh\x80!"},
-    };
-    for (const auto& c : cases) {
-        const auto length = static_cast<uint32_t>(c.key.size());
-        EXPECT_EQ(c.hash(c.key.data(), length, c.seed), c.expected) << c.key;
-    }
+    } cases[] = {{qel_hash_murmur32, murmur_seed, 0x5877d84492bffe18, ""},
+                 {qel_hash_murmur32, murmur_seed, 0xbea335b258c0b22e, "a"},
+                 {qel_hash_murmur32, murmur_seed, 0x2f82ac0491a74578, "abc"},
+                 {qel_hash_murmur32, murmur_seed, 0xde08d9905b70a19b, "\xff\xfe\xfd\xfc\x80"},
+                 {qel_hash_string_value, seed, seed, ""},
+                 {qel_hash_string_value, seed, 0x33444a6789abcf10, "abcdefgh\x80!"},
+                 {qel_hash_string_value_parallel, seed, 0x8a899998a8a76261, "abcdefgh"},
+                 {qel_hash_string_value_parallel, seed, 0x1311313fcac6e2c0, "abcdefgh\x80!"}};
+    for (const auto& [hash, start, expected, key] : cases)
+        EXPECT_EQ(hash(key.data(), static_cast<uint32_t>(key.size()), start), expected) << key;
 }
 
 TEST(HashTree, WalksChildrenFirstInSlotOrder) {
@@ -132,3 +118,5 @@ TEST(HashTree, KeysAreTextOrTheLowHalfOfAPointer) {
     EXPECT_EQ(qel_hash_tree_string_keycomp("taps", std::string("taps").c_str()), 0);
     EXPECT_EQ(qel_hash_tree_pointer_keycomp(&hash, &pair), -1);
 }
+
+}  // namespace

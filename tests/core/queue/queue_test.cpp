@@ -3,28 +3,29 @@
 
 #include <gtest/gtest.h>
 
-static qel_queue_node nodes[26];  // their names are a to z
-static qel_queue_node *const a = &nodes[0], *const b = &nodes[1], *const c = &nodes[2];
-static qel_queue_node *const d = &nodes[3], *const x = &nodes[23];
+namespace {
 
-static qel_queue queue(const char* names) {
+qel_queue_node nodes[26];  // their names are a to z
+qel_queue_node *const a = &nodes[0], *const b = &nodes[1], *const c = &nodes[2];
+qel_queue_node *const d = &nodes[3], *const x = &nodes[23];
+
+qel_queue queue(const char* names) {
     qel_queue q = {};
     for (; *names; ++names) qel_queue_push_back(&q, &nodes[*names - 'a']);
     return q;
 }
 
 /// Names from head to tail, and the count; "?" marks a wrong way back.
-static std::string text(const qel_queue& q) {
+std::string text(const qel_queue& q) {
     std::string out;
     const qel_queue_node* last = nullptr;
-    for (const auto* l = q.head; l; last = l, l = l->next) {
+    for (const auto* l = q.head; l; last = l, l = l->next)
         out += l->prev == last ? static_cast<char>('a' + (l - nodes)) : '?';
-    }
     return out + (q.tail == last ? "" : "?") + std::to_string(q.count);
 }
 
 /// Orders a and b alike, before c and d alike, ...
-static int32_t by_pair(const qel_queue_node* l, const qel_queue_node* r) {
+int32_t by_pair(const qel_queue_node* l, const qel_queue_node* r) {
     return (l - nodes) / 2 - (r - nodes) / 2;
 }
 
@@ -69,3 +70,5 @@ TEST(Queue, LinksPeeksAndVisits) {
     EXPECT_EQ(qel_queue_walk(&q, sizeof(qel_queue_node), take_up_to_b, &q), 0);
     EXPECT_EQ(text(q), "0");
 }
+
+}  // namespace
