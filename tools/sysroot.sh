@@ -24,29 +24,29 @@ mirror=$(apt-get indextargets --format '$(RELEASE) $(REPO_URI)' 'Created-By: Pac
     | awk -v suite="$suite" '$1 == suite { print $2; exit }')
 mirror=${mirror:-http://deb.debian.org/debian}
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-mkdir -p "$work"/{lists,archives}/partial "$work/root"
-touch "$work/status"
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+mkdir -p "$scratch"/{lists,archives}/partial "$scratch/root"
+touch "$scratch/status"
 echo "deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] \
-$mirror $suite main" > "$work/sources.list"
+$mirror $suite main" > "$scratch/sources.list"
 apt=(apt-get -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root
-    -o Acquire::Languages=none -o Dir::State="$work" -o Dir::State::status="$work/status"
-    -o Dir::Cache="$work" -o Dir::Etc::sourcelist="$work/sources.list" -o Dir::Etc::sourceparts=-)
+    -o Acquire::Languages=none -o Dir::State="$scratch" -o Dir::State::status="$scratch/status"
+    -o Dir::Cache="$scratch" -o Dir::Etc::sourcelist="$scratch/sources.list" -o Dir::Etc::sourceparts=-)
 if ! { "${apt[@]}" update && "${apt[@]}" -y install --no-install-recommends --download-only \
-    $packages; } > "$work/log" 2>&1; then
-    cat "$work/log" >&2
+    $packages; } > "$scratch/log" 2>&1; then
+    cat "$scratch/log" >&2
     echo "sysroot: armhf packages of $suite can't be had from $mirror" >&2
     exit 1
 fi
-for package in "$work"/archives/*.deb; do
-    dpkg -x "$package" "$work/root"
+for package in "$scratch"/archives/*.deb; do
+    dpkg -x "$package" "$scratch/root"
 done
 # Absolute links would lead out of the sysroot.
-find "$work/root" -type l -lname '/*' -printf '%p %l\n' | while read -r link target; do
-    ln -sfnr "$work/root$target" "$link"
+find "$scratch/root" -type l -lname '/*' -printf '%p %l\n' | while read -r link target; do
+    ln -sfnr "$scratch/root$target" "$link"
 done
-echo "$packages" > "$work/root/packages"
+echo "$packages" > "$scratch/root/packages"
 mkdir -p build
 rm -rf "$sysroot"
-mv "$work/root" "$sysroot"
+mv "$scratch/root" "$sysroot"
