@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "qel/spu/aec/neon/products.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
@@ -102,7 +103,7 @@ void update_reference(qel_aec* aec) {
 /// dst[k] += a[k] * b[k] for `bins` complex values.
 void add_products(float* __restrict dst, const float* __restrict a, const float* __restrict b,
                   int32_t bins) {
-    for (int32_t k = 0; k < bins; ++k) {
+    for (int32_t k = qel::neon::add_products(dst, a, b, bins); k < bins; ++k) {
         const float ar = a[2 * k], ai = a[2 * k + 1], br = b[2 * k], bi = b[2 * k + 1];
         dst[2 * k] += ar * br - ai * bi;
         dst[2 * k + 1] += ar * bi + ai * br;
@@ -112,7 +113,7 @@ void add_products(float* __restrict dst, const float* __restrict a, const float*
 /// dst[k] += mu * g[k] * conj(x[k]) for `bins` complex values.
 void add_conj_products(float* __restrict dst, float mu, const float* __restrict g,
                        const float* __restrict x, int32_t bins) {
-    for (int32_t k = 0; k < bins; ++k) {
+    for (int32_t k = qel::neon::add_conj_products(dst, mu, g, x, bins); k < bins; ++k) {
         const float gr = g[2 * k], gi = g[2 * k + 1], xr = x[2 * k], xi = x[2 * k + 1];
         dst[2 * k] += mu * (gr * xr + gi * xi);
         dst[2 * k + 1] += mu * (gi * xr - gr * xi);
