@@ -26,7 +26,7 @@ mirror=${mirror:-http://deb.debian.org/debian}
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-mkdir -p "$scratch"/{lists,archives}/partial "$scratch/root"
+mkdir -p "$scratch"/{lists,archives}/partial "$scratch/tree"
 touch "$scratch/status"
 echo "deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] \
 $mirror $suite main" > "$scratch/sources.list"
@@ -40,13 +40,13 @@ if ! { "${apt[@]}" update && "${apt[@]}" -y install --no-install-recommends --do
     exit 1
 fi
 for package in "$scratch"/archives/*.deb; do
-    dpkg -x "$package" "$scratch/root"
+    dpkg -x "$package" "$scratch/tree"
 done
 # Absolute links would lead out of the sysroot.
-find "$scratch/root" -type l -lname '/*' -printf '%p %l\n' | while read -r link target; do
-    ln -sfnr "$scratch/root$target" "$link"
+find "$scratch/tree" -type l -lname '/*' -printf '%p %l\n' | while read -r link target; do
+    ln -sfnr "$scratch/tree$target" "$link"
 done
-echo "$packages" > "$scratch/root/packages"
+echo "$packages" > "$scratch/tree/packages"
 mkdir -p build
 rm -rf "$sysroot"
-mv "$scratch/root" "$sysroot"
+mv "$scratch/tree" "$sysroot"
