@@ -2,7 +2,9 @@
 #include "qel/core/qel_debug.h"
 
 #include <sys/time.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
@@ -20,14 +22,10 @@ constexpr const char* kNames[16] = {
 constexpr int32_t kFirstColour = 8;
 constexpr char kResetColour[] = "\033[0m";
 
-struct Date {
-    int16_t year, month, day;
-    bool operator==(const Date&) const = default;
-};
-
-uint16_t level_mask = QEL_LOG_ERROR | QEL_LOG_WARNING | QEL_LOG_NOTICE | QEL_LOG_INFO;
-FILE* log_stream = nullptr;  // null: standard output
-Date last_date = {};
+// Atomic, for several threads may log; a line is kept whole by its stream's own lock.
+std::atomic<uint16_t> level_mask = QEL_LOG_ERROR | QEL_LOG_WARNING | QEL_LOG_NOTICE | QEL_LOG_INFO;
+std::atomic<FILE*> log_stream = nullptr;  // null: standard output
+std::atomic<uint32_t> last_date = 0;      // of the last date line: year, month and day in one
 
 /// Combined bits go through the same table as single ones: 0x03 shows as an error. What lies
 /// beyond the table shows as a debug level.
@@ -38,41 +36,59 @@ const char* level_name(uint16_t level) {
     return kNames[4 + (high <= 8 ? kIndex[high] : 0)];
 }
 
-void write_header(FILE* out, uint16_t level, const char* file, const char* func, int32_t line) {
-    timeval now;
-    gettimeofday(&now, nullptr);
-    tm local;
-    localtime_r(&now.tv_sec, &local);
+/// The date line of a day's first log line.
+void write_date(FILE* out, const tm& local) {
+    const int32_t year = local.tm_year + 1900, month = local.tm_mon + 1;
+    const auto today = static_cast<uint32_t>(year << 16 | month << 8 | local.tm_mday);
+    if (last_date.exchange(today) == today) return;
+    fprintf(out, "================= %d-%02d-%02d =================\n", year, month, local.tm_mday);
+}
 
-    const Date today = {static_cast<int16_t>(local.tm_year + 1900),
-                        static_cast<int16_t>(local.tm_mon + 1),
-                        static_cast<int16_t>(local.tm_mday)};
-    if (today != last_date) {
-        fprintf(out, "================= %d-%02d-%02d =================\n", today.year, today.month,
-                today.day);
-        last_date = today;
+/// Writes one line; its header and the date line before it are left out for level 0, the date line
+/// also where `dated` is false.
+void write_line(FILE* out, uint16_t level, bool dated, const char* file, const char* func,
+                int32_t line, const char* format, va_list args) {
+    flockfile(out);
+    if (level != QEL_LOG_ALWAYS) {
+        timeval now;
+        gettimeofday(&now, nullptr);
+        tm local;
+        localtime_r(&now.tv_sec, &local);
+        if (dated) write_date(out, local);
+        const char* slash = strrchr(file, '/');
+        fprintf(out, "%02d:%02d:%02d.%06d [%.1s] %s:%s:%d: ", local.tm_hour, local.tm_min,
+                local.tm_sec, static_cast<int>(now.tv_usec), level_name(level),
+                slash ? slash + 1 : file, func, line);
     }
-    const char* slash = strrchr(file, '/');
-    fprintf(out, "%02d:%02d:%02d.%06d [%.1s] %s:%s:%d: ", local.tm_hour, local.tm_min, local.tm_sec,
-            static_cast<int>(now.tv_usec), level_name(level), slash ? slash + 1 : file, func, line);
+    vfprintf(out, format, args);
+    fputc('\n', out);
+    fflush(out);
+    funlockfile(out);
 }
 
 }  // namespace
 
 void qel_debug_log(uint32_t level, const char* file, const char* func, int32_t line,
                    const char* format, ...) {
-    FILE* out = log_stream ? log_stream : stdout;
     const uint16_t bits = static_cast<uint16_t>(level);
-    if (bits != QEL_LOG_ALWAYS) {
-        if ((level_mask & bits) == 0) return;
-        write_header(out, bits, file, func, line);
-    }
+    if (bits != QEL_LOG_ALWAYS && (level_mask & bits) == 0) return;
+    FILE* stream = log_stream;
     va_list args;
     va_start(args, format);
-    vfprintf(out, format, args);
+    write_line(stream ? stream : stdout, bits, true, file, func, line, format, args);
     va_end(args);
-    fputc('\n', out);
-    fflush(out);
+}
+
+void qel::explain(const char* file, const char* func, int32_t line, const char* format, ...) {
+    if ((level_mask & QEL_LOG_WARNING) == 0) return;
+    FILE* stream = log_stream;
+    const bool applications = stream && fileno(stream) != STDOUT_FILENO;
+    va_list args;
+    va_start(args, format);
+    // No date line on standard error: the log's own first line is to have it still.
+    write_line(applications ? stream : stderr, QEL_LOG_WARNING, applications, file, func, line,
+               format, args);
+    va_end(args);
 }
 
 // The replaced stream stays open: it belongs to whoever opened it.
@@ -84,15 +100,11 @@ void qel_debug_set_log_fn(const char* path) {
 
 void qel_debug_set_level(uint32_t mask) { level_mask = static_cast<uint16_t>(mask); }
 
-uint32_t qel_debug_enable_level(uint32_t bits) {
-    level_mask = static_cast<uint16_t>(level_mask | bits);
-    return level_mask;
-}
+uint32_t qel_debug_enable_level(uint32_t bits) { return level_mask |= static_cast<uint16_t>(bits); }
 
 uint32_t qel_debug_disable_level(uint32_t bits) {
     // An exclusive-or with all of `bits`, as callers pass bits that are set.
-    if (level_mask & bits) level_mask = static_cast<uint16_t>(level_mask ^ bits);
-    return level_mask;
+    return level_mask & bits ? level_mask ^= static_cast<uint16_t>(bits) : level_mask.load();
 }
 
 void qel_debug_console_color(int32_t colour, const char* format, ...) {
@@ -106,6 +118,6 @@ void qel_debug_console_color(int32_t colour, const char* format, ...) {
 }
 
 void _g_debug_close_default_logfp() {
-    if (log_stream && log_stream != stdout) fclose(log_stream);
-    log_stream = nullptr;  // whatever is still logged goes to standard output
+    FILE* stream = log_stream.exchange(nullptr);  // what is still logged goes to standard output
+    if (stream && stream != stdout) fclose(stream);
 }

@@ -3,8 +3,11 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <sstream>
+#include <thread>
 
 #include "qel/core/qel_debug.hpp"
+#include "qel/core/reason.hpp"
 #include "tests/support/log_capture.hpp"
 
 namespace {
@@ -59,6 +62,55 @@ TEST(Debug, WritesToTheStreamLastSet) {
     _g_debug_close_default_logfp();
     qel_debug_console_color(1, "%d", 42);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "text\n\033[1;1;31m42\033[0m\n");
+}
+
+TEST(Debug, ExplanationsNeverReachStandardOutput) {
+    const auto explain = [] { qel::explain("a/b.x", "fn", 7, "because %d", 1); };
+    testing::internal::CaptureStdout();
+    for (FILE* stream : {static_cast<FILE*>(nullptr), stdout}) {
+        qel_debug_set_log_fp(stream);
+        testing::internal::CaptureStderr();
+        explain();
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    testing::MatchesRegex("[^=]* \\[W\\] b\\.x:fn:7: because 1\n"));
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    LogCapture log;
+    explain();
+    qel_debug_set_level(0x0D);
+    explain();
+    qel_debug_set_level(0x0F);
+    EXPECT_THAT(log.text(), testing::MatchesRegex("(=[^\n]*\n)?[^\n]*because 1\n"));
+}
+
+TEST(Debug, ThreadsShareOneDateLineAndKeepTheirLinesWhole) {
+    LogCapture log;
+    setenv("TZ", "XXX-13", 1);
+    tzset();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] {
+            for (int k = 0; k < 200; ++k) log_line(QEL_LOG_INFO);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    std::istringstream lines(log.text());
+    int dates = 0;
+    for (std::string line; std::getline(lines, line);) {
+        dates += line[0] == '=';
+        EXPECT_TRUE(line[0] == '=' || line.ends_with("[I] c.x:fn:7: text")) << line;
+    }
+    EXPECT_LE(dates, 1);
+}
+
+TEST(Debug, KeepsTheLastReasons) {
+    const char* first = qel::last_reason();
+    qel::set_reason("%s", std::string(600, 'x').c_str());
+    const char* cut = qel::last_reason();
+    qel::set_reason("another");
+    EXPECT_EQ(std::string(first), "");
+    EXPECT_EQ(std::string(cut), std::string(511, 'x'));
+    EXPECT_EQ(std::string(qel::last_reason()), "another");
 }
 
 }  // namespace
