@@ -22,10 +22,10 @@ namespace {
 RECORD(32, 16, qel_api_aec_t, cfg, aec, reserved, cfg_is_binary, flags_spare);
 RECORD(80, 44, qel_hoard, free_q, used_q, user, new_fn, delete_fn, link_offset, max_free);
 RECORD(40, 28, qel_array, data, count, step, item_size, capacity, append_fn, clean_fn);
-RECORD(32, 16, qel_config_item, type, name, value, next_replaced);
-RECORD(40, 20, qel_config_items, link, parent, hash, replaced);
-RECORD(112, 60, qel_config_ryl, root, scope, sections, loader_data, loader, state, return_state,
-       name_tok, value_tok, var_tok, array, depth, quote, escape_acc, flags, includes);
+RECORD(24, 12, qel_config_item, type, name, value);
+RECORD(32, 16, qel_config_items, link, parent, hash);
+RECORD(104, 56, qel_config_ryl, root, scope, sections, loader_data, loader, state, return_state,
+       name_tok, value_tok, var_tok, array, depth, quote, escape_acc, flags);
 RECORD(24, 16, qel_hash_tree_node, children, value, hash_value);
 RECORD(32, 16, qel_hash_tree, root, count, hash, keycomp);
 RECORD(16, 12, qel_string, data, length, owned, capacity);

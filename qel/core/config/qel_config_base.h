@@ -26,22 +26,22 @@ typedef struct qel_config_item {
         struct qel_config_items* subitems;  // QEL_CONFIG_SUBITEMS
         qel_array* array;                   // QEL_CONFIG_ARRAY: of qel_string
     } value;
-    struct qel_config_item* next_replaced;  // private to the tree
 } qel_config_item;
 
 // A section, or the root. Owns its items. A name counts up to its first NUL; two names with the
 // same 32-bit hash are the same name.
 typedef struct qel_config_items {
-    qel_queue_node link;               // the parser's: chains the sections it made
-    struct qel_config_items* parent;   // the enclosing section; null for the root
-    qel_hash_tree* hash;               // name to qel_config_item
-    struct qel_config_item* replaced;  // private: items that later ones of the same name hide
+    qel_queue_node link;              // the parser's: chains the sections it made
+    struct qel_config_items* parent;  // the enclosing section; null for the root
+    qel_hash_tree* hash;              // name to qel_config_item
 } qel_config_items;
 
 /// Makes an empty tree; null when memory runs out.
 QEL_API qel_config_items* qel_config_items_new(qel_config_items* parent);
 
-/// Releases the tree with all its items, sections within it included; null is accepted.
+/// Releases the tree with all its items, sections within it included; null is accepted. A tree that
+/// an item still holds is left to that item, so nothing is released twice:
+/// qel_config_items_remove() the item first.
 QEL_API void qel_config_items_delete(qel_config_items* items);
 
 /// Looks up the first `n` bytes of `name`, with or without a terminating NUL, in this section
@@ -54,17 +54,19 @@ QEL_API qel_config_item* qel_config_items_find(const qel_config_items* items, co
 /// longer than 511 bytes.
 QEL_API qel_config_items* qel_config_items_find_subitems(qel_config_items* items, const char* path);
 
-/// Adds `item`, which must come from malloc(), under `name` and takes ownership of it; 0 for a
-/// new name, else -1. An item replaced by a later one cannot be found any more, but lives on until
-/// its tree is deleted, since callers may still hold it; so does one that memory was too short for.
+/// Adds `item`, which must come from malloc(), under `name` and takes ownership of it; 0 for a new
+/// name, else -1. An item replaced by a later one cannot be found any more, but lives on until its
+/// tree is deleted, since callers may still hold it; adding it again brings it back. Also -1, with
+/// an ERROR line and the item still the caller's, when memory runs out.
 QEL_API int32_t qel_config_items_add(qel_config_items* items, const char* name,
                                      qel_config_item* item);
 
 /// Takes an item out; it then belongs to the caller. 0, or -1 if there is none of this name.
 QEL_API int32_t qel_config_items_remove(qel_config_items* items, const char* name);
 
-// Add an item with copies of the NUL-terminated strings. `sub` and `array` pass to the tree, which
-// releases them at once if memory runs out; an ERROR line tells.
+// Add an item with copies of the NUL-terminated strings. `sub` and `array`, either may be null,
+// pass to the tree, which releases them at once if memory runs out; an ERROR line tells. Several
+// items may hold one `sub`; an `array` that an item of the tree holds already is not added again.
 QEL_API void qel_config_items_add_string(qel_config_items* items, const char* name,
                                          const char* value);
 QEL_API void qel_config_items_add_subitems(qel_config_items* items, const char* name,

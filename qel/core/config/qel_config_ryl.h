@@ -28,24 +28,25 @@ enum {
     QEL_CONFIG_RYL_INCLUDE = 0x4  // the value being read is the path of an include
 };
 
-// What is accepted: sections within sections, includes within includes, bytes of one token.
+// What is accepted: sections within sections, includes within includes, bytes of one token; and of
+// one parser in all, the files and bytes that it reads and the bytes that variables stand for.
 enum {
     QEL_CONFIG_RYL_MAX_DEPTH = 255,
     QEL_CONFIG_RYL_MAX_INCLUDES = 16,
-    QEL_CONFIG_RYL_MAX_TOKEN = 1 << 20
+    QEL_CONFIG_RYL_MAX_TOKEN = 1 << 20,
+    QEL_CONFIG_RYL_MAX_FILES = 1000,
+    QEL_CONFIG_RYL_MAX_BYTES = 16 << 20
 };
 
-struct qel_config_ryl_include;
-
-/// Delivers an included file in a block that the parser frees with free(); 0, or -1 if there is
-/// no such file.
+/// Delivers an included file in a block that the parser frees with free(). What it hands out
+/// counts, not what it returns: no bytes, or a length of 0, mean that there is no such file.
 typedef int32_t (*qel_config_ryl_load_fn)(void* loader_data, const char* path, char** out_bytes,
                                           uint64_t* out_length);
 
 typedef struct qel_config_ryl {
     qel_config_items* root;
     qel_config_items* scope;  // the section that statements go into
-    qel_queue sections;       // every section made, by its link; so never delete one yourself
+    qel_queue sections;       // every section made that still exists, by its link
     void* loader_data;
     qel_config_ryl_load_fn loader;  // used for includes when both are set
     int32_t state;                  // 0 to 17
@@ -58,8 +59,6 @@ typedef struct qel_config_ryl {
     char quote;          // the byte that opened the current quoted token
     uint8_t escape_acc;  // value of the numeric escape being read
     uint8_t flags;
-    const struct qel_config_ryl_include*
-        includes;  // private: files being included, innermost first
 } qel_config_ryl;
 
 /// Makes a parser with an empty root; null, with an ERROR line, when memory runs out.
@@ -71,7 +70,7 @@ QEL_API qel_config_ryl* qel_config_ryl_new(void);
 QEL_API qel_config_ryl* qel_config_ryl_new_data(const char* bytes, uint32_t n, const char* pwd,
                                                 void* loader_data, qel_config_ryl_load_fn loader);
 
-/// Parses a whole file; null if anything fails, with a log line unless the file is empty.
+/// Parses a whole regular file; null if anything fails, with a log line unless the file is empty.
 QEL_API qel_config_ryl* qel_config_ryl_new_fn(const char* path);
 
 /// Releases the parser and all that it read; null is accepted.
