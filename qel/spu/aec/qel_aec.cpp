@@ -3,10 +3,14 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
 #include <cstring>
+#include <span>
 
 #include "qel/core/internal.hpp"
 #include "qel/core/qel_version.hpp"
+#include "qel/core/reason.hpp"
+#include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
@@ -20,28 +24,53 @@ constexpr char kVersion[] = "spu/aec v1.0.8";
 constexpr int32_t kSpeech = 1;
 constexpr uint32_t kOutputBytes = 1024;
 
-/// Refuses a setting that cannot work.
-bool in_range(const char* key, int32_t value, int32_t least, int32_t most) {
+/// The value as its file has it, where `value` is what 16 bits kept of that; else `value` itself.
+long long written_value(const qel_aec_cfg& cfg, const char* section, const char* key,
+                        int32_t value) {
+    if (!cfg.cfg_tree) return value;
+    const auto* items = qel_config_items_find_subitems(cfg.cfg_tree->root, section);
+    const qel_string* text = qel::key_text(items, key);
+    const long long written = text ? strtoll(text->data, nullptr, 10) : value;
+    return static_cast<int16_t>(written) == value ? written : value;
+}
+
+/// Refuses a setting that cannot work. This name stands in its log line, which hosts may match:
+/// renaming it changes the message.
+bool in_range(const qel_aec_cfg& cfg, const char* section, const char* shown_section,
+              const char* key, int32_t value, int32_t least, int32_t most) {
     if (value >= least && value <= most) return true;
-    QEL_LOG(QEL_LOG_ERROR, "%s = %d cannot work: must be %d to %d.", key, value, least, most);
+    char why[160];
+    snprintf(why, sizeof(why), "%s%s = %lld cannot work: must be %d to %d.", shown_section, key,
+             written_value(cfg, section, key, value), least, most);
+    QEL_LOG(QEL_LOG_ERROR, "%s", why);
+    qel::set_reason("%s", why);
     return false;
 }
 
-/// Whether the arithmetic is sound with these settings. A frame of one sample has no deviation to
-/// judge, and 2 * frame_size must fit 16 bits; smoothing by frame_size / freqs is stable up to 1;
-/// the speech probability averages num bands - 11 bands.
+/// Whether every key of a record has a value that can work.
+bool keys_work(const qel_aec_cfg& cfg, const char* section, const char* shown_section,
+               std::span<const qel::Key> keys, const void* record) {
+    return std::all_of(keys.begin(), keys.end(), [&](const qel::Key& key) {
+        if (key.outside != qel::Outside::kRefused) return true;
+        const double least = key.least == qel::kFrameSize ? cfg.frame_size : key.least;
+        return in_range(cfg, section, shown_section, key.name,
+                        static_cast<int32_t>(key.get(record)), static_cast<int32_t>(least),
+                        static_cast<int32_t>(key.most));
+    });
+}
+
+/// Whether a size that qel_aec_cfg_update() derives is as it makes it.
+bool derived(const qel_aec_cfg& cfg, const char* key, int32_t value, int32_t expected) {
+    return in_range(cfg, "", "", key, value, expected, expected);
+}
+
+/// Whether the arithmetic is sound with these settings.
 bool settings_work(const qel_aec_cfg& cfg) {
-    constexpr int32_t kLeastFrame = 2, kMostFrame = INT16_MAX / 2, kLeastBanks = 12;
-    return in_range("frame_size", cfg.frame_size, kLeastFrame, kMostFrame) &&
-           in_range("freqs", cfg.freqs, cfg.frame_size, INT16_MAX) &&
-           in_range("taps", cfg.taps, 1, INT16_MAX) &&
-           in_range("offset_bins", cfg.offset_bins, 0, INT16_MAX) &&
-           in_range("nb_banks", cfg.nb_banks, kLeastBanks, INT16_MAX) &&
-           in_range("fft_size", cfg.fft_size, 2 * cfg.frame_size, 2 * cfg.frame_size) &&
-           in_range("fft_bins", cfg.fft_bins, cfg.frame_size + 1, cfg.frame_size + 1) &&
-           in_range("num_bank", cfg.num_bank, cfg.fft_bins, cfg.fft_bins) &&
-           (!cfg.use_nlp || (in_range("nlp > freqs", cfg.nlp.freqs, cfg.frame_size, INT16_MAX) &&
-                             in_range("nlp > nb_banks", cfg.nlp.nb_banks, kLeastBanks, INT16_MAX)));
+    return keys_work(cfg, "aec", "", qel::kAecKeys, &cfg) &&
+           derived(cfg, "fft_size", cfg.fft_size, 2 * cfg.frame_size) &&
+           derived(cfg, "fft_bins", cfg.fft_bins, cfg.frame_size + 1) &&
+           derived(cfg, "num_bank", cfg.num_bank, cfg.fft_bins) &&
+           (!cfg.use_nlp || keys_work(cfg, "aec > nlp", "nlp > ", qel::kNlpKeys, &cfg.nlp));
 }
 
 /// Copies the sub-configurations and gives them the canceller's frame size; all else stays as it
@@ -171,6 +200,7 @@ qel_aec* qel_aec_new(const qel_aec_cfg* cfg) {
         }
     }
     QEL_LOG(QEL_LOG_ERROR, "out of memory.");
+    qel::set_reason("out of memory");
     qel_aec_delete(aec);
     return nullptr;
 }

@@ -3,7 +3,7 @@
 
 #include <strings.h>
 
-#include "qel/spu/sigp/keys.hpp"
+#include "qel/spu/aec/keys.hpp"
 
 namespace {
 
@@ -17,22 +17,10 @@ uint32_t type_by_name(const char* name) {
 }  // namespace
 
 int32_t qel_aec_cfg_init(qel_aec_cfg* cfg) {
+    qel::set_defaults(qel::kAecKeys, cfg);
     cfg->type = nullptr;
-    cfg->md_type = QEL_VECTOR_FLOAT32;
     cfg->hdr_gain_db = 12;
-    cfg->freqs = 16000;
-    cfg->frame_size = 512;
-    cfg->taps = 4;
-    cfg->offset_bins = 0;
-    cfg->nb_banks = 24;
-    cfg->fft_size = 1024;
-    cfg->fft_bins = 513;
-    cfg->num_bank = 513;
-    cfg->use_nlp = 1;
-    cfg->use_vad = 0;
     cfg->use_bypass = 1;
-    cfg->use_hdr = 0;
-    cfg->use_mute = 1;
     for (qel_svad_cfg& vad : cfg->vad) qel_svad_cfg_init(&vad);
 
     // The sub-records copy the defaults, here and never again: a frame size set in the main section
@@ -50,25 +38,9 @@ int32_t qel_aec_cfg_init(qel_aec_cfg* cfg) {
 }
 
 int32_t qel_aec_cfg_update_local(qel_aec_cfg* cfg, qel_config_items* section) {
-    qel::read_integer(section, "freqs", &cfg->freqs);
-    qel::read_integer(section, "frame_size", &cfg->frame_size);
-    qel::read_integer(section, "taps", &cfg->taps);
-    qel::read_integer(section, "offset_bins", &cfg->offset_bins);
-    qel::read_integer(section, "nb_banks", &cfg->nb_banks);
-    // Read like the others, and then overwritten by qel_aec_cfg_update(): old files still name
-    // them.
-    qel::read_integer(section, "fft_size", &cfg->fft_size);
-    qel::read_integer(section, "fft_bins", &cfg->fft_bins);
-    qel::read_integer(section, "num_bank", &cfg->num_bank);
-
-    qel::read_integer(section, "md_type", &cfg->md_type);
+    qel::read_keys(section, qel::kAecKeys, cfg);
     if (const qel_string* type = qel::key_text(section, "type")) cfg->type = type->data;
     if (cfg->type) cfg->md_type = type_by_name(cfg->type);
-
-    cfg->use_nlp = qel::read_flag(section, "use_nlp", cfg->use_nlp);
-    cfg->use_vad = qel::read_flag(section, "use_vad", cfg->use_vad);
-    cfg->use_hdr = qel::read_flag(section, "use_hdr", cfg->use_hdr);
-    cfg->use_mute = qel::read_flag(section, "use_mute", cfg->use_mute);
 
     const auto sub = [section](const char* name) {
         return section ? qel_config_items_find_subitems(section, name) : nullptr;

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "qel/core/internal.hpp"
+#include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/aec/qel_aec_nlp.h"
-#include "qel/spu/sigp/keys.hpp"
 
 namespace {
 
@@ -35,12 +35,12 @@ int32_t qel_aec_mute_cfg_init(qel_aec_mute_cfg* cfg) {
     cfg->num_states = kNumStates;
     cfg->mute_frames = 0;
     cfg->noise_gain = 2.0f;
-    cfg->mute_time = 1.0f;
+    qel::set_defaults(qel::kMuteKeys, cfg);
     return 0;
 }
 
 int32_t qel_aec_mute_cfg_update_local(qel_aec_mute_cfg* cfg, qel_config_items* section) {
-    qel::read_integer(section, "mute_time", &cfg->mute_time);
+    qel::read_keys(section, qel::kMuteKeys, cfg);
     return 0;
 }
 

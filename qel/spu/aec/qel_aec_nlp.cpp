@@ -6,9 +6,9 @@
 #include <cstdio>
 
 #include "qel/core/internal.hpp"
+#include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
-#include "qel/spu/sigp/keys.hpp"
 
 using qel::floats;
 
@@ -278,18 +278,12 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
 }  // namespace
 
 int32_t qel_aec_nlp_cfg_init(qel_aec_nlp_cfg* cfg) {
-    cfg->freqs = 16000;
-    cfg->frame_size = 512;
-    cfg->nb_banks = 24;
-    cfg->offset_bins = 0;
+    qel::set_defaults(qel::kNlpKeys, cfg);
     return qel_aec_nlp_cfg_update(cfg);
 }
 
 int32_t qel_aec_nlp_cfg_update_local(qel_aec_nlp_cfg* cfg, qel_config_items* section) {
-    qel::read_integer(section, "freqs", &cfg->freqs);
-    qel::read_integer(section, "frame_size", &cfg->frame_size);
-    qel::read_integer(section, "nb_banks", &cfg->nb_banks);
-    qel::read_integer(section, "offset_bins", &cfg->offset_bins);
+    qel::read_keys(section, qel::kNlpKeys, cfg);
     return 0;
 }
 

@@ -5,8 +5,8 @@
 #include <span>
 
 #include "qel/core/internal.hpp"
+#include "qel/spu/frame/keys.hpp"
 #include "qel/spu/sigp/frames.hpp"
-#include "qel/spu/sigp/keys.hpp"
 
 namespace {
 
@@ -73,21 +73,12 @@ void queue_frame(qel_framing* fr, qel::ByteStream* stream, std::span<const uint8
 }  // namespace
 
 int32_t qel_framing_cfg_init(qel_framing_cfg* cfg) {
-    cfg->mtype = 0;
-    cfg->frame_len = 512;
-    cfg->bit_extends = 6;
-    cfg->use_16bit = 1;
-    cfg->use_24bit = cfg->use_32bit = 0;
+    qel::set_defaults(qel::kFramingKeys, cfg);
     return 0;
 }
 
 int32_t qel_framing_cfg_update_local(qel_framing_cfg* cfg, const qel_config_items* section) {
-    qel::read_integer(section, "mtype", &cfg->mtype);
-    qel::read_integer(section, "frame_len", &cfg->frame_len);
-    qel::read_integer(section, "bit_extends", &cfg->bit_extends);
-    cfg->use_16bit = qel::read_flag(section, "use_16bit", cfg->use_16bit, kTextLengthBits);
-    cfg->use_24bit = qel::read_flag(section, "use_24bit", cfg->use_24bit, kTextLengthBits);
-    cfg->use_32bit = qel::read_flag(section, "use_32bit", cfg->use_32bit, kTextLengthBits);
+    qel::read_keys(section, qel::kFramingKeys, cfg, kTextLengthBits);
     return 0;
 }
 

@@ -7,8 +7,8 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/spu/sigp/frames.hpp"
-#include "qel/spu/sigp/keys.hpp"
 #include "qel/spu/sigp/qel_sigp.h"
+#include "qel/spu/svad/keys.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
 namespace {
@@ -71,18 +71,12 @@ int32_t window_and_judge(qel_svad* det, qel_framing_frame* frame) {
 }  // namespace
 
 int32_t qel_svad_cfg_init(qel_svad_cfg* cfg) {
-    cfg->frame_len = 512;
-    cfg->spe2sil_num = 15;
-    cfg->sil2spe_num = 1;
-    cfg->amp_thresh = 5.0f;
+    qel::set_defaults(qel::kSvadKeys, cfg);
     return qel_framing_cfg_init(&cfg->framing);
 }
 
 int32_t qel_svad_cfg_update_local(qel_svad_cfg* cfg, const qel_config_items* section) {
-    qel::read_integer(section, "frame_len", &cfg->frame_len);
-    qel::read_integer(section, "spe2sil_num", &cfg->spe2sil_num);
-    qel::read_integer(section, "sil2spe_num", &cfg->sil2spe_num);
-    qel::read_float(section, "amp_thresh", &cfg->amp_thresh);
+    qel::read_keys(section, qel::kSvadKeys, cfg);
     return qel_framing_cfg_update_local(&cfg->framing, section);
 }
 
