@@ -4,6 +4,7 @@
 
 #include "qel/api/echo_lua.h"
 #include "qel/api/qel_api_aec.h"
+#include "qel/api/qel_api_review.h"
 #include "qel/core/alloc/qel_hoard.h"
 #include "qel/core/array/qel_array.h"
 #include "qel/core/array/qel_array_string.h"

@@ -12,6 +12,7 @@ file(GLOB api_tests CONFIGURE_DEPENDS api/*.cpp abi/*.cpp)
 qel_test(api ROOMS core data fft vector spu api load SOURCES ${api_tests})
 target_link_libraries(api_test PRIVATE ${CJSON_LIBRARY} ${LUA_LIBRARY})
 target_include_directories(api_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
+target_compile_definitions(api_test PRIVATE QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 
 # Every header alone, as C99.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}

@@ -18,6 +18,10 @@ typedef struct qel_api_aec_t {
     uint32_t flags_spare : 7;    // not used; the flags fill one byte
 } qel_api_aec_t;
 
+// Whatever loads a configuration reviews it (see qel_api_aec_review()): a WARNING line each tells
+// what its text says and the canceller will not do, where the application sends its log, else on
+// standard error.
+
 /// Reads the text configuration `path`, takes its section "aec" (the defaults if there is none)
 /// and completes the record, which then owns the parsed tree. Null when the file cannot be opened,
 /// is empty or does not parse (logged), or when memory runs out.
@@ -30,6 +34,13 @@ QEL_API void qel_api_aec_cfg_delete_fn(qel_aec_cfg* cfg);
 /// read or cannot work (see qel_aec_new()), when memory runs out, and whenever `is_bin` is not 0:
 /// binary configurations are refused before `path` is looked at.
 QEL_API qel_api_aec_t* qel_api_aec_new(const char* path, uint32_t is_bin);
+
+/// The same for a configuration in memory, `bytes` bytes of text; ${pwd} is "." in it.
+QEL_API qel_api_aec_t* qel_api_aec_new_text(const char* text, uint32_t bytes);
+
+/// Why the last call of the process that failed did so, in words; "" before the first. The text
+/// stays readable while a few others fail.
+QEL_API const char* qel_api_aec_last_error(void);
 
 /// Releases the canceller, its configuration and the handle; null is accepted.
 QEL_API void qel_api_aec_delete(qel_api_aec_t* api);

@@ -2,6 +2,7 @@
 #include "qel/core/config/journal.hpp"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -9,6 +10,7 @@ namespace qel {
 
 Journal::~Journal() {
     for (char* block : blocks_) std::free(block);
+    qel_hash_tree_delete(variables_);
 }
 
 std::string_view Journal::keep(std::string_view text) {
@@ -23,8 +25,8 @@ std::string_view Journal::keep(std::string_view text) {
 int32_t Journal::add_file(const char* path, heap_ptr<char> text, uint32_t bytes,
                           Place included_at) {
     if (!blocks_.push(text.get())) return -1;
-    const std::string_view kept(text.release(), bytes);
-    if (!files_.push({keep(path), kept, included_at})) return -1;
+    const std::string_view kept(text.release(), bytes), name = keep(path);
+    if (!name.data() || !files_.push({name, kept, included_at})) return -1;
     return static_cast<int32_t>(files_.size()) - 1;
 }
 
@@ -32,15 +34,16 @@ void Journal::add_statement(Statement statement) {
     if (statement.place.file < 0) return;
     statement.name = keep(statement.name);
     statement.value = keep(statement.value);
-    statements_.push(statement);
+    if (statement.name.data() && statement.value.data()) statements_.push(statement);
 }
 
-void Journal::add_variable(std::string_view name) {
-    if (!uses_variable(name)) variables_.push(keep(name));
+void Journal::add_variable(const char* name) {
+    if (!variables_) variables_ = qel_hash_tree_new(nullptr, nullptr);
+    if (variables_) qel_hash_tree_insert(variables_, name, this);  // any value but null
 }
 
-bool Journal::uses_variable(std::string_view name) const {
-    return std::find(variables_.begin(), variables_.end(), name) != variables_.end();
+bool Journal::uses_variable(const char* name) const {
+    return variables_ && qel_hash_tree_search(variables_, name, nullptr) == 0;
 }
 
 void Journal::set_fault(Place place, const char* format, ...) {
@@ -55,14 +58,14 @@ void Journal::set_fault(Place place, const char* format, ...) {
 int32_t Journal::line(Place place) const {
     if (place.file < 0) return 0;
     const std::string_view before =
-        files_[static_cast<uint32_t>(place.file)].text.substr(0, place.at);
+        slice(files_[static_cast<uint32_t>(place.file)].text, 0, place.at);
     return 1 + static_cast<int32_t>(std::count(before.begin(), before.end(), '\n'));
 }
 
 int32_t Journal::column(Place place) const {
     if (place.file < 0) return 0;
     const std::string_view before =
-        files_[static_cast<uint32_t>(place.file)].text.substr(0, place.at);
+        slice(files_[static_cast<uint32_t>(place.file)].text, 0, place.at);
     return static_cast<int32_t>(before.size() - (before.rfind('\n') + 1)) + 1;
 }
 

@@ -2,7 +2,7 @@
 // keeps the values, the journal their places.
 #pragma once
 
-#include <cstdarg>
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -11,6 +11,12 @@
 #include "qel/core/list.hpp"
 
 namespace qel {
+
+/// Part of a text; string_view's own way to say this can throw.
+inline std::string_view slice(std::string_view text, size_t from, size_t n = SIZE_MAX) {
+    from = std::min(from, text.size());
+    return {text.data() + from, std::min(n, text.size() - from)};
+}
 
 /// An offset in one of the journal's files.
 struct Place {
@@ -52,7 +58,7 @@ class Journal {
     int32_t add_file(const char* path, heap_ptr<char> text, uint32_t bytes, Place included_at);
     void add_statement(Statement statement);
     void add_unfinished(Place place, bool quoted) { unfinished_.push({place, quoted}); }
-    void add_variable(std::string_view name);
+    void add_variable(const char* name);
 
     /// Why parsing ended; the first call counts.
     void set_fault(Place place, const char* format, ...) QEL_PRINTF(3, 4);
@@ -60,7 +66,7 @@ class Journal {
     const List<JournalFile>& files() const { return files_; }
     const List<Statement>& statements() const { return statements_; }
     const List<Unfinished>& unfinished() const { return unfinished_; }
-    bool uses_variable(std::string_view name) const;
+    bool uses_variable(const char* name) const;
     /// The fault's text, "" for none.
     const char* fault() const { return fault_; }
     Place fault_place() const { return fault_place_; }
@@ -77,7 +83,7 @@ class Journal {
     List<JournalFile> files_;
     List<Statement> statements_;
     List<Unfinished> unfinished_;
-    List<std::string_view> variables_;
+    qel_hash_tree* variables_ = nullptr;  // names only
     Place fault_place_ = {-1, 0};
     char fault_[256] = "";
 };

@@ -692,6 +692,17 @@ qel_config_ryl* parse(Parser* p, const char* path, qel::heap_ptr<char> owned, ui
     return nullptr;
 }
 
+/// Why a file could not be read, as a format for its path.
+const char* why_unread(qel::FileRead result) {
+    switch (result) {
+        case qel::FileRead::kNone: return "cannot open \"%s\".";
+        case qel::FileRead::kTooLarge: return "too large: \"%s\"";
+        case qel::FileRead::kNotRegular: return "not a regular file: \"%s\"";
+        case qel::FileRead::kEmpty: return "empty: \"%s\"";
+        default: return "cannot read \"%s\".";
+    }
+}
+
 // Printing.
 
 void print_items(const qel_config_items* items, int32_t depth);
@@ -753,22 +764,16 @@ void qel::config_forget(ItemTree* section) {
 qel_config_ryl* qel::config_parse_file(const char* path, Journal* journal) {
     uint64_t n = 0;
     heap_ptr<char> bytes;
-    switch (read_file(path, QEL_CONFIG_RYL_MAX_BYTES, &bytes, &n)) {
-        case FileRead::kDone: break;
-        case FileRead::kEmpty: return nullptr;
-        case FileRead::kNone:
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "cannot open \"%s\".", path);
-            return nullptr;
-        case FileRead::kTooLarge:
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "too large: \"%s\"", path);
-            return nullptr;
-        case FileRead::kNotRegular:
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "not a regular file: \"%s\"",
-                          path);
-            return nullptr;
-        default:
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "cannot read \"%s\".", path);
-            return nullptr;
+    const FileRead result = read_file(path, QEL_CONFIG_RYL_MAX_BYTES, &bytes, &n);
+    if (result != FileRead::kDone) {
+        char why[512];
+        snprintf(why, sizeof(why), why_unread(result), path);
+        if (journal) journal->set_fault({-1, 0}, "%s", why);
+        // Without a line for an empty file, as ever.
+        if (result != FileRead::kEmpty) {
+            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "%s", why);
+        }
+        return nullptr;
     }
     char pwd[kMaxPwdBytes + 1] = "./";
     if (const char* slash = strrchr(path, '/')) {
@@ -777,6 +782,7 @@ qel_config_ryl* qel::config_parse_file(const char* path, Journal* journal) {
         pwd[length] = '\0';
     }
     Parser* p = make_parser(pwd);
+    if (!p && journal) journal->set_fault({-1, 0}, "out of memory");
     if (!p) return nullptr;
     p->files = 1;
     p->loaded = n;
@@ -785,6 +791,7 @@ qel_config_ryl* qel::config_parse_file(const char* path, Journal* journal) {
 
 qel_config_ryl* qel::config_parse_text(const char* name, const char* text, uint32_t bytes,
                                        Journal* journal) {
+    if (bytes == 0 && journal) journal->set_fault({-1, 0}, why_unread(FileRead::kEmpty), name);
     heap_ptr<char> copy(static_cast<char*>(malloc(size_t{bytes} + 1)));
     if (!copy) {
         QEL_LOG(QEL_LOG_ERROR, "out of memory.");
@@ -793,6 +800,7 @@ qel_config_ryl* qel::config_parse_text(const char* name, const char* text, uint3
     if (bytes > 0) memcpy(copy.get(), text, bytes);
     copy.get()[bytes] = '\0';
     Parser* p = make_parser(".");
+    if (journal && !p) journal->set_fault({-1, 0}, "out of memory");
     return p ? parse(p, name, std::move(copy), bytes, journal) : nullptr;
 }
 

@@ -3,6 +3,8 @@
 #include "qel/core/config/qel_config_ryl.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -21,13 +23,14 @@ std::string text_of(const qel_string* s) { return {s->data ? s->data : "", s->le
 /// The items by name, "pwd" left out: "a=1 list=[x|y|] s={k=v }".
 std::string dump(const qel_config_items* items) {
     Texts sorted;
+    if (!items) return "";
     const auto add = [](void* user, void* value) {
         const auto* item = static_cast<const qel_config_item*>(value);
         if (!item || text_of(item->name) == "pwd") return;
         std::string& text = (*static_cast<Texts*>(user))[text_of(item->name)];
         if (item->type == QEL_CONFIG_STRING) text = text_of(item->value.str);
         if (item->type == QEL_CONFIG_SUBITEMS) text = "{" + dump(item->value.subitems) + "}";
-        if (item->type != QEL_CONFIG_ARRAY) return;
+        if (item->type != QEL_CONFIG_ARRAY || !item->value.array) return;
         const auto* elements = static_cast<const qel_string*>(item->value.array->data);
         for (uint32_t i = 0; i < item->value.array->count; ++i) text += text_of(&elements[i]) + "|";
         text = "[" + text + "]";
@@ -49,7 +52,7 @@ Parser parse(const std::string& text, Texts* files = nullptr) {
         if (!texts.count(path)) return -1;
         *bytes = strdup(texts.at(path).c_str());
         *n = texts.at(path).size();
-        return 0;
+        return path[0] == 'b' ? -1 : 0;  // what is handed out counts
     };
     return Parser(qel_config_ryl_new_data(text.data(), static_cast<uint32_t>(text.size()), "etc",
                                           files, load));
@@ -102,6 +105,101 @@ TEST(ConfigItems, ReplacedItemsLiveAsLongAsTheirTree) {
     EXPECT_EQ(qel_config_items_remove(root, "a"), 0);
     EXPECT_EQ(dump(root), "s=text ");
     EXPECT_EQ(qel_config_items_add(root, "other", second), 0);
+}
+
+// What is released twice or not at all, the sanitizers find.
+TEST(ConfigItems, ReleaseEverythingOnce) {
+    const Parser parser = parse("a = 1; s = { b = 2; }");
+    qel_config_items* root = parser->root;
+    qel_config_item* old = qel_config_items_find(root, "a", 1);
+    qel_config_items_add_string(root, "a", "2");
+    EXPECT_EQ(qel_config_items_add(root, "a", old), -1) << "a replaced item comes back";
+    EXPECT_EQ(dump(root), "a=1 s={b=2 } ");
+
+    qel_config_items* shared = qel_config_items_find_subitems(root, "s");
+    for (const char* name : {"t", "t", "u"}) qel_config_items_add_subitems(root, name, shared);
+    qel_config_items_add_subitems(shared, "none", nullptr);
+    qel_array* array = qel_array_string_new(1);
+    const LogCapture log;
+    qel_config_items_add_array(shared, "l", nullptr);
+    EXPECT_EQ(log.text(), "");
+    for (int i = 0; i < 2; ++i) qel_config_items_add_array(shared, "m", array);
+    EXPECT_TRUE(log.has("held by an item already"));
+    EXPECT_EQ(qel_config_items_find_subitems(root, "u > none"), nullptr);
+    EXPECT_EQ(qel_config_items_find(shared, "none", 4)->type, QEL_CONFIG_SUBITEMS);
+    EXPECT_EQ(qel_config_items_find(shared, "l", 1)->type, QEL_CONFIG_ARRAY);
+    qel_config_items_delete(shared);
+    EXPECT_EQ(dump(shared).substr(0, 4), "b=2 ") << "a section that items hold stays";
+}
+
+TEST(ConfigItems, WritesNothingBehindARecordOfTheCaller) {
+    struct {
+        qel_config_item item;
+        uint64_t behind = 0x5555555555555555;
+    }* own = static_cast<decltype(own)>(malloc(sizeof *own));
+    *own = {{QEL_CONFIG_STRING, qel_string_new("a", 1), {.str = qel_string_new("1", 1)}}};
+    qel_config_items* items = qel_config_items_new(nullptr);
+    qel_config_items_add(items, "a", &own->item);
+    qel_config_items_add_string(items, "a", "2");
+    EXPECT_EQ(own->behind, 0x5555555555555555);
+    qel_config_items_delete(items);
+}
+
+/// Takes an item out of its section and releases it.
+void take_away(qel_config_items* items, const char* name) {
+    qel_config_item* item = qel_config_items_find(items, name, 20);
+    qel_config_items_remove(items, name);
+    if (item->type == QEL_CONFIG_SUBITEMS) qel_config_items_delete(item->value.subitems);
+    if (item->type == QEL_CONFIG_ARRAY) qel_array_delete(item->value.array);
+    qel_string_delete(item->name);
+    free(item);
+}
+
+TEST(ConfigRyl, ForgetsWhatACallerTookAway) {
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
+        // fed first, taken away, fed then, what is left
+        {"s = { a = 1; }", "s", "s = { b = 2; }", "s={b=2 } "},
+        {"s = { t = { a = 1;", "s", "b = 2; } c = 3;", "b=2 "},
+        {"s = { t = { a = 1; }", "s", "b = 2;", "b=2 "},
+        {"l = [ a, b, ", "l", "c ] d = 1;", "d=1 "}};
+    for (const auto& [first, name, then, left] : cases) {
+        const LogCapture log;
+        const Parser parser = parse(" ");
+        EXPECT_EQ(feed(parser, first), 0);
+        take_away(parser->root, name.c_str());
+        feed(parser, then);
+        EXPECT_EQ(dump(parser->root), left) << first;
+        EXPECT_EQ(parser->sections.count, left.find('{') != std::string::npos ? 1u : 0u);
+    }
+    qel_config_item* kept;
+    {
+        const Parser parser = parse("s = { t = { a = 1; } }");
+        kept = qel_config_items_find(parser->root, "s", 1);
+        qel_config_items_remove(parser->root, "s");
+    }
+    EXPECT_EQ(dump(kept->value.subitems), "t={a=1 } ") << "outlives its parser";
+    qel_config_items* root = qel_config_items_new(nullptr);
+    qel_config_items_add(root, "s", kept);
+    qel_config_items_delete(root);
+}
+
+TEST(ConfigRyl, BoundsWhatOneConfigurationReads) {
+    Texts files;
+    const auto include = [](const std::string& name) { return "#include " + name + ";"; };
+    for (int i = 0; i < 10; ++i)  // each includes the next four times
+        files["f" + std::to_string(i)] = repeat(include("f" + std::to_string(i + 1)), 4);
+    files["f10"] = " ";
+    files["large"] = std::string(6 << 20, ' ');
+    std::string grows = "x = " + std::string(1 << 19, 'x') + ";";
+    const std::pair<std::string, std::string> cases[] = {
+        {include("f0"), "more than 1000 files"},
+        {repeat(include("large"), 3), "too large: \"large\""},
+        {grows + repeat("a = ${x}${x};", 17), "variables stand for more than 16777216 bytes"}};
+    for (const auto& [text, message] : cases) {
+        const LogCapture log;
+        EXPECT_EQ(parse(text, &files), nullptr);
+        EXPECT_TRUE(log.has(message)) << message;
+    }
 }
 
 TEST(ConfigRyl, AcceptsAndMeans) {
@@ -172,6 +270,9 @@ TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
                    {"/root", "c = x${pwd};"},
                    {"open", "t = { u = 1; pwd = changed;"},
                    {"unfinished", "v = 1"},
+                   {"oops", "b = 2; 'oops"},
+                   {"lost", "b = 2; #include nowhere"},
+                   {"asks", R"(c = 1; l = [ "x\)"},
                    {"moves", "} w = 1; s = {"},
                    {"section", "pwd = { x = 1; } y = 2;"}};
     const std::pair<std::string, std::string> cases[] = {
@@ -181,6 +282,9 @@ TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
         {"#include bare; #include \"/root\"; #include unfinished; a = 1;", "a=1 b=. c=x "},
         {"s = { #include moves; a = ${pwd}; }", "s={a=etc } w=1 "},
         {"s = { #include section; a = ${pwd}; }", "s={a=etc y=2 } "},
+        {"#include oops; s = { a = 1; }", "b=2 s={a=1 } "},
+        {"#include lost; a = 1;", "a=1 b=2 "},
+        {"#include asks; a = 1; #include lost;", "a=1 b=2 c=1 l=[] "},
         {"pwd = { x = 1; } #include bare; pwd = { y = 2; } pwd = 3; a = ${pwd};", "a=3 b=. "}};
     for (const auto& [text, expected] : cases) {
         const LogCapture log;
@@ -203,6 +307,16 @@ TEST(ConfigRyl, ReadsFiles) {
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(qel_config_ryl_new_fn("/nowhere/x"), nullptr);
     EXPECT_TRUE(log.has("cannot open \"/nowhere/x\"."));
+
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    alarm(20);  // rather than wait for a writer
+    for (const std::string& odd : {path, std::string("/dev/zero"), std::string("/")}) {
+        EXPECT_EQ(qel_config_ryl_new_fn(odd.c_str()), nullptr);
+        EXPECT_TRUE(log.has("not a regular file: \"" + odd + "\"")) << odd;
+        EXPECT_EQ(parse("#include \"" + odd + "\";"), nullptr) << odd;
+    }
+    alarm(0);
+    unlink(path.c_str());
 }
 
 TEST(ConfigRyl, RemovesVariablesAndOutlivesErrors) {
