@@ -102,6 +102,8 @@ bool is_one_of(std::string_view word, std::initializer_list<const char*> words) 
     });
 }
 
+bool is_one_of(char c, std::string_view set) { return set.find(c) != std::string_view::npos; }
+
 int32_t largest_prime_factor(int32_t n) {
     int32_t largest = 1;
     for (int32_t p = 2; n > 1; ++p) {
@@ -123,7 +125,7 @@ class Review {
         for (const Statement& statement : journal_.statements()) look_at(statement);
         look_at_ends();
         look_at_whole(frame_len);
-        if (count_ > kMaxFindings) {
+        if (count_ > kMaxFindings || journal_.statements().size() == qel::Journal::kMaxStatements) {
             tell_text("more", {-1, 0}, "", "", "there are more findings: mend these first");
         }
         return count_;
@@ -225,10 +227,11 @@ class Review {
 
     /// Whether the statement's line begins with ';'.
     bool follows_leading_semicolon(const Statement& s) const {
-        std::string_view before = qel::slice(text_of(s.place.file), 0, s.place.at);
-        before.remove_prefix(before.rfind('\n') + 1);
-        before = trimmed(before);
-        return !before.empty() && before.find_first_not_of("; \t") == std::string_view::npos;
+        const std::string_view text = text_of(s.place.file);
+        uint32_t at = s.place.at;
+        bool semicolon = false;
+        for (; at > 0 && is_one_of(text[at - 1], " \t;"); --at) semicolon |= text[at - 1] == ';';
+        return semicolon && (at == 0 || text[at - 1] == '\n');
     }
 
     void look_at_unknown(const Statement& s, int section, int named) {
@@ -291,7 +294,7 @@ class Review {
             tell("twice", s.place, known.section, s.name, written(s),
                  "was set before, at %s:%d; this one counts",
                  journal_.files()[static_cast<uint32_t>(place.file)].path.data(),
-                 journal_.line(place));
+                 count_ < kMaxFindings ? journal_.line(place) : 0);
         } else {
             look_at_value(s, known);
         }

@@ -31,7 +31,7 @@ int32_t Journal::add_file(const char* path, heap_ptr<char> text, uint32_t bytes,
 }
 
 void Journal::add_statement(Statement statement) {
-    if (statement.place.file < 0) return;
+    if (statement.place.file < 0 || statements_.size() == kMaxStatements) return;
     statement.name = keep(statement.name);
     statement.value = keep(statement.value);
     if (statement.name.data() && statement.value.data()) statements_.push(statement);

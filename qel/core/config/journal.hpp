@@ -46,9 +46,12 @@ struct JournalFile {
     Place included_at;  // file -1 for the first
 };
 
-/// Memory that runs out loses what could not be noted and nothing else.
+/// Memory that runs out, or more statements than anyone writes, lose what could not be noted and
+/// nothing else.
 class Journal {
   public:
+    static constexpr uint32_t kMaxStatements = 1 << 16;
+
     Journal() = default;
     ~Journal();
     Journal(const Journal&) = delete;

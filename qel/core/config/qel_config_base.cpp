@@ -69,13 +69,14 @@ void enlist(qel::ItemTree* tree, qel::heap_ptr<qel::ReplacedItem> entry, qel_con
 }
 
 /// Stores `item` and keeps the one it replaces; false, with nothing changed, when memory runs out.
-/// `result` is the hash tree's.
-bool store(qel_config_items* items, const char* name, qel_config_item* item, int32_t* result) {
+/// `result` is the hash tree's. An item that is not `fresh` may be a replaced one that comes back.
+bool store(qel_config_items* items, const char* name, qel_config_item* item, bool fresh,
+           int32_t* result) {
     qel::ItemTree* tree = qel::tree_of(items);
     auto* before = static_cast<qel_config_item*>(stored(items, name));
     *result = -1;
     if (before == item) return true;
-    auto entry = unlist(tree, item);  // a replaced item that comes back
+    auto entry = fresh ? nullptr : unlist(tree, item);
     const bool held = entry != nullptr;
     if (before && !entry) entry = qel::make_zeroed<qel::ReplacedItem>();
     if (before && !entry) return out_of_memory();
@@ -128,7 +129,7 @@ bool config_add(qel_config_items* items, const char* name, int32_t type, ConfigV
     }
     *item = {type, copy, value};
     int32_t result;
-    const bool added = store(items, name, item.get(), &result);
+    const bool added = store(items, name, item.get(), true, &result);
     if (!added) config_delete_item(item.get());
     (void)item.release();
     return added;
@@ -208,7 +209,7 @@ qel_config_items* qel_config_items_find_subitems(qel_config_items* items, const 
 
 int32_t qel_config_items_add(qel_config_items* items, const char* name, qel_config_item* item) {
     int32_t result;
-    store(items, name, item, &result);
+    store(items, name, item, false, &result);
     return result;
 }
 
