@@ -16,27 +16,23 @@ extern "C" {
 
 #include "qel/api/qel_api_aec.h"
 
-// The host interpreter brings these. Weak, so that a program without Lua can link the library.
-#pragma weak luaL_checklstring
-#pragma weak luaL_newmetatable
-#pragma weak luaL_register
-#pragma weak lua_error
-#pragma weak lua_getfield
-#pragma weak lua_getmetatable
-#pragma weak lua_newuserdata
-#pragma weak lua_objlen
-#pragma weak lua_pcall
-#pragma weak lua_pushcclosure
-#pragma weak lua_pushlightuserdata
-#pragma weak lua_pushlstring
-#pragma weak lua_pushnil
-#pragma weak lua_pushvalue
-#pragma weak lua_rawequal
-#pragma weak lua_setfield
-#pragma weak lua_setmetatable
-#pragma weak lua_settop
-#pragma weak lua_tolstring
-#pragma weak lua_touserdata
+// All that the module calls of Lua. lua_objlen, lua_pcall and luaL_register tell 5.1 from what came
+// later, where they are no functions.
+// clang-format off
+#define QEL_LUA_FUNCTIONS(use)                                                                 \
+    use(luaL_checklstring) use(luaL_error) use(luaL_newmetatable) use(luaL_register)           \
+    use(lua_error) use(lua_getfield) use(lua_newuserdata) use(lua_objlen) \
+    use(lua_pcall) use(lua_pushcclosure) use(lua_pushlightuserdata) use(lua_pushlstring)       \
+    use(lua_pushnil) use(lua_pushvalue) use(lua_rawequal) use(lua_getmetatable)      \
+    use(lua_setfield) use(lua_setmetatable) use(lua_settop) use(lua_tolstring)                 \
+    use(lua_touserdata)
+// clang-format on
+
+// The host interpreter brings them. Weak, so that a program without Lua can link the library.
+#define QEL_WEAK(name) extern decltype(name) name [[gnu::weak]];
+extern "C" {
+QEL_LUA_FUNCTIONS(QEL_WEAK)
+}
 
 const char* pux_echo_meta = "pux.echo.meta";
 
@@ -70,6 +66,24 @@ int push_nil(lua_State* L) {
 int fail(lua_State* L, const char* message) {
     std::puts(message);
     return push_nil(L);
+}
+
+/// Whether the host brings all of Lua that the module calls.
+bool host_fits() {
+    bool fits = true;
+#define QEL_CHECK(name) fits = fits && name != nullptr;
+    QEL_LUA_FUNCTIONS(QEL_CHECK)
+    return fits;
+}
+
+/// Raises an error if the host has that much of Lua, else says it on standard error.
+int refuse_host(lua_State* L) {
+    constexpr char kMessage[] =
+        "echo.so needs a host that exports Lua 5.1's API, as lua5.1 and luajit do; in a program of "
+        "your own link Lua with -Wl,--export-dynamic or load it with RTLD_GLOBAL";
+    if (luaL_error != nullptr) return luaL_error(L, "%s", kMessage);
+    std::fprintf(stderr, "%s\n", kMessage);
+    return 0;
 }
 
 /// Value of an optional integer key. An item's type is not examined: cJSON holds an integer for
@@ -227,6 +241,7 @@ int echo_separate_channel(lua_State* L) {
 }  // namespace
 
 int luaopen_echo(lua_State* L) {
+    if (!host_fits()) return refuse_host(L);
     const luaL_Reg functions[] = {
         {"new", echo_new}, {"separate_channel", echo_separate_channel}, {nullptr, nullptr}};
     const luaL_Reg methods[] = {{"feed", echo_feed}, {"__gc", echo_gc}};
