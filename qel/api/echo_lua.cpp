@@ -21,11 +21,11 @@ extern "C" {
 // clang-format off
 #define QEL_LUA_FUNCTIONS(use)                                                                 \
     use(luaL_checklstring) use(luaL_error) use(luaL_newmetatable) use(luaL_register)           \
-    use(lua_error) use(lua_getfield) use(lua_newuserdata) use(lua_objlen) \
+    use(lua_createtable) use(lua_error) use(lua_getfield) use(lua_newuserdata) use(lua_objlen) \
     use(lua_pcall) use(lua_pushcclosure) use(lua_pushlightuserdata) use(lua_pushlstring)       \
-    use(lua_pushnil) use(lua_pushvalue) use(lua_rawequal) use(lua_getmetatable)      \
+    use(lua_pushnil) use(lua_pushvalue) use(lua_rawequal) use(lua_rawget) use(lua_rawset)      \
     use(lua_setfield) use(lua_setmetatable) use(lua_settop) use(lua_tolstring)                 \
-    use(lua_touserdata)
+    use(lua_touserdata) use(lua_type)
 // clang-format on
 
 // The host interpreter brings them. Weak, so that a program without Lua can link the library.
@@ -39,6 +39,9 @@ const char* pux_echo_meta = "pux.echo.meta";
 namespace {
 
 constexpr size_t kSampleBytes = 2;
+
+/// Its address is the registry's key for the table that knows the objects of a Lua state.
+constexpr char kObjects = 0;
 
 /// The userdata behind each object.
 struct EchoObject {
@@ -86,6 +89,52 @@ int refuse_host(lua_State* L) {
     return 0;
 }
 
+/// Pushes the table of the objects; false if it is no table, since scripts can reach it.
+bool push_objects(lua_State* L) {
+    lua_pushlightuserdata(L, const_cast<char*>(&kObjects));
+    lua_rawget(L, LUA_REGISTRYINDEX);
+    return lua_type(L, -1) == LUA_TTABLE;
+}
+
+/// Makes that table unless there is one. It holds the address of every object that lives, under the
+/// object itself, and keeps none alive; in the finaliser an object is still found.
+void make_objects(lua_State* L) {
+    if (!push_objects(L)) {
+        lua_pushlightuserdata(L, const_cast<char*>(&kObjects));
+        lua_createtable(L, 0, 1);
+        lua_pushlstring(L, "k", 1);
+        lua_setfield(L, -2, "__mode");
+        lua_pushvalue(L, -1);
+        lua_setmetatable(L, -2);
+        lua_rawset(L, LUA_REGISTRYINDEX);
+    }
+    lua_settop(L, -2);
+}
+
+/// Adds the userdata on top of the stack to the objects; false if it cannot be.
+bool remember(lua_State* L) {
+    const bool known = push_objects(L);
+    if (known) {
+        lua_pushvalue(L, -2);
+        lua_pushlightuserdata(L, lua_touserdata(L, -1));
+        lua_rawset(L, -3);
+    }
+    lua_settop(L, -2);
+    return known;
+}
+
+/// Argument 1 if it is an object of this module, else null; scripts can reach the methods and pass
+/// them anything. What it is counts, not its metatable, which hosts and scripts can change.
+EchoObject* to_object(lua_State* L) {
+    if (lua_objlen(L, 1) != sizeof(EchoObject)) return nullptr;
+    void* const block = lua_touserdata(L, 1);
+    if (block == nullptr || !push_objects(L)) return nullptr;
+    lua_pushvalue(L, 1);
+    lua_rawget(L, -2);
+    lua_pushlightuserdata(L, block);
+    return lua_rawequal(L, -1, -2) != 0 ? static_cast<EchoObject*>(block) : nullptr;
+}
+
 /// Value of an optional integer key. An item's type is not examined: cJSON holds an integer for
 /// every kind, 0 for what is no number.
 int32_t int_option(const cJSON* item, int32_t absent) {
@@ -131,14 +180,12 @@ bool create(const char* json, EchoObject* object) {
     return true;
 }
 
-/// Argument 1 if it is an object of this module, else null; scripts can reach the methods and pass
-/// them anything. The methods carry the metatable as an upvalue, so that a change of
-/// `pux_echo_meta` does not orphan objects that exist.
-EchoObject* to_object(lua_State* L) {
-    if (lua_objlen(L, 1) != sizeof(EchoObject) || lua_getmetatable(L, 1) == 0) return nullptr;
-    const bool is_echo = lua_rawequal(L, -1, lua_upvalueindex(1)) != 0;
-    lua_settop(L, -2);
-    return is_echo ? static_cast<EchoObject*>(lua_touserdata(L, 1)) : nullptr;
+/// Pushes the metatable that objects get, or the nil that the host put in its place; false for
+/// anything else.
+bool push_metatable(lua_State* L) {
+    lua_getfield(L, LUA_REGISTRYINDEX, pux_echo_meta);
+    const int type = lua_type(L, -1);
+    return type == LUA_TTABLE || type == LUA_TNIL;
 }
 
 /// Multiplies `count` samples in place; products wrap to 16 bits.
@@ -177,12 +224,11 @@ int echo_new(lua_State* L) {
     auto* const object = static_cast<EchoObject*>(lua_newuserdata(L, sizeof(EchoObject)));
     if (object != nullptr) {
         *object = {};
-        if (create(json, object)) {
-            lua_getfield(L, LUA_REGISTRYINDEX, pux_echo_meta);
+        // All that may raise an error comes before the canceller, which would be lost.
+        if (remember(L) && push_metatable(L) && create(json, object)) {
             lua_setmetatable(L, -2);
             return 1;
         }
-        lua_settop(L, -2);
     }
     std::printf("echo new failed");
     return push_nil(L);
@@ -190,6 +236,7 @@ int echo_new(lua_State* L) {
 
 int echo_feed(lua_State* L) {
     size_t mic_bytes = 0, ref_bytes = 0;
+    lua_settop(L, 3);
     EchoObject* const object = to_object(L);
     const char* const mic = lua_tolstring(L, 2, &mic_bytes);
     const char* const ref = lua_tolstring(L, 3, &ref_bytes);
@@ -245,10 +292,10 @@ int luaopen_echo(lua_State* L) {
     const luaL_Reg functions[] = {
         {"new", echo_new}, {"separate_channel", echo_separate_channel}, {nullptr, nullptr}};
     const luaL_Reg methods[] = {{"feed", echo_feed}, {"__gc", echo_gc}};
+    make_objects(L);
     luaL_newmetatable(L, pux_echo_meta);
     for (const luaL_Reg& method : methods) {
-        lua_pushvalue(L, -1);
-        lua_pushcclosure(L, method.func, 1);
+        lua_pushcclosure(L, method.func, 0);
         lua_setfield(L, -2, method.name);
     }
     lua_pushvalue(L, -1);

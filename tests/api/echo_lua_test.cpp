@@ -86,6 +86,7 @@ TEST(EchoLua, ModuleAnswersNilWithoutMemoryAndForStrangers) {
     Host host;
     testing::internal::CaptureStdout();
     EXPECT_EQ(host.run("local m = getmetatable(echo.new(json)); m.__gc(stranger)\n"
+                       "debug.setmetatable(stranger, m); m.__gc(stranger)\n"
                        "assert(m.feed(stranger, '', '') == nil)"),
               "");
     {
@@ -108,7 +109,10 @@ TEST(EchoLua, MetatableNameIsReadAtEachCall) {
                         "assert(m and getmetatable(echo.new(json)) == m)"),
               "");
     // Objects of the old name still work and are collected.
-    EXPECT_EQ(before.run("local s = ('\\0'):rep(1024); assert(object:feed(s, s))"), "");
+    EXPECT_EQ(before.run("local s = ('\\0'):rep(1024); assert(object:feed(s, s))\n"
+                         "debug.getregistry()['another.meta'] = getmetatable(object)\n"
+                         "assert(echo.new(json):feed(s, s))"),
+              "");
     pux_echo_meta = kept;
 }
 

@@ -138,6 +138,19 @@ for _, argument in ipairs({false, {}, print, object}) do
     equal(tostring(message):match("string expected"), "string expected", type(argument))
 end
 
+-- Objects work whatever their metatable
+
+local registry = debug.getregistry()
+registry["pux.echo.meta"] = {__index = {feed = meta.feed}, __gc = meta.__gc}
+equal(new('@, "frameLen": 512'):feed(silence, silence), silence, "another metatable")
+registry["pux.echo.meta"] = nil
+local bare = new('@, "frameLen": 512')
+equal(meta.feed(bare, silence, silence), silence, "no metatable")
+meta.__gc(bare)
+registry["pux.echo.meta"] = 7
+check("no table", FAILED, nil, nil, new, '@, "frameLen": 512')
+registry["pux.echo.meta"] = meta
+
 -- Collection, by hand and by Lua
 
 for _, argument in ipairs({object, object, io.stdout, proxy, list, 1}) do
@@ -149,6 +162,10 @@ for _ = 1, 20 do
     new('@, "frameLen": 512'):feed(some, some)
     collectgarbage()
 end
+
+local weak = setmetatable({new('@, "frameLen": 512')}, {__mode = "v"})
+collectgarbage()
+equal(weak[1], nil, "collected")
 
 for _, path in ipairs(files) do os.remove(path) end
 io.stderr:write(checks, " checks\n")
