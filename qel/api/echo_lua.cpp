@@ -1,8 +1,9 @@
 // The Lua 5.1 module "echo" on top of the canceller's handle.
 #include "qel/api/echo_lua.h"
 
-#include <cjson/cJSON.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -14,7 +15,9 @@ extern "C" {
 #include <lua.h>
 }
 
+#include "qel/api/echo_options.hpp"
 #include "qel/api/qel_api_aec.h"
+#include "qel/core/internal.hpp"
 
 // All that the module calls of Lua. lua_objlen, lua_pcall and luaL_register tell 5.1 from what came
 // later, where they are no functions.
@@ -38,6 +41,7 @@ const char* pux_echo_meta = "pux.echo.meta";
 
 namespace {
 
+constexpr char kSource[] = "qel/api/echo_lua";
 constexpr size_t kSampleBytes = 2;
 
 /// Its address is the registry's key for the table that knows the objects of a Lua state.
@@ -51,12 +55,6 @@ struct EchoObject {
 };
 static_assert(offsetof(EchoObject, frame_len) == sizeof(void*));
 static_assert(offsetof(EchoObject, play_gain) == sizeof(void*) + 4);
-
-/// What echo.new() was asked for.
-struct Options {
-    const char* path;
-    int32_t is_bin, frame_len, play_gain;
-};
 
 int16_t low16(int32_t value) { return static_cast<int16_t>(value); }
 
@@ -135,16 +133,18 @@ EchoObject* to_object(lua_State* L) {
     return lua_rawequal(L, -1, -2) != 0 ? static_cast<EchoObject*>(block) : nullptr;
 }
 
-/// Value of an optional integer key. An item's type is not examined: cJSON holds an integer for
-/// every kind, 0 for what is no number.
-int32_t int_option(const cJSON* item, int32_t absent) {
-    return item != nullptr ? item->valueint : absent;
-}
-
-/// Whether the file can be opened for reading; says so if not.
+/// Whether the file can be opened for reading; says so if not. What would make the opening wait or
+/// act, a FIFO or a device, counts as there unopened: the loader refuses it.
 bool file_exists(const char* path) {
+    struct stat info;
+    if (path != nullptr && stat(path, &info) == 0 &&
+        (S_ISFIFO(info.st_mode) || S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode))) {
+        return true;
+    }
     std::FILE* const file = path != nullptr ? std::fopen(path, "r") : nullptr;
     if (file == nullptr) {
+        const char* const why = std::strerror(errno);
+        if (path != nullptr) QEL_REFUSE("%s cannot be read: %s.", path, why);
         std::printf("%s not exist", path != nullptr ? path : "(null)");
         return false;
     }
@@ -152,32 +152,26 @@ bool file_exists(const char* path) {
     return true;
 }
 
-/// A canceller in its initial state, as the JSON object `root` asks for; null on failure.
-qel_api_aec_t* make_canceller(const cJSON* root, Options* options) {
-    const cJSON* const path = cJSON_GetObjectItem(root, "qelCfgFile");
-    const cJSON* const is_bin = cJSON_GetObjectItem(root, "isBin");
-    const cJSON* const frame_len = cJSON_GetObjectItem(root, "frameLen");
-    const cJSON* const play_gain = cJSON_GetObjectItem(root, "playGain");
-    if (path == nullptr || frame_len == nullptr) return nullptr;
-    *options = {path->valuestring, int_option(is_bin, 0), int_option(frame_len, 0),
-                int_option(play_gain, 1)};
-    if (!file_exists(options->path)) return nullptr;
-    qel_api_aec_t* const api =
-        qel_api_aec_new(options->path, static_cast<uint32_t>(options->is_bin));
-    if (api != nullptr) qel_api_aec_reset(api);
-    return api;
-}
-
-/// Fills `object` from the JSON text; false on failure.
-bool create(const char* json, EchoObject* object) {
-    cJSON* const root = cJSON_Parse(json);
-    if (root == nullptr) return false;
-    Options options = {};
-    qel_api_aec_t* const api = make_canceller(root, &options);
-    cJSON_Delete(root);
+/// Fills `object` with a canceller in its initial state, as the JSON object `root` asks for; false
+/// on failure.
+bool create_from(const cJSON* root, EchoObject* object) {
+    qel::EchoOptions options;
+    if (!qel::read_options(root, &options) || !file_exists(options.path)) return false;
+    qel_api_aec_t* const api = qel_api_aec_new(options.path, static_cast<uint32_t>(options.is_bin));
     if (api == nullptr) return false;
+    qel_api_aec_reset(api);
+    qel::review_frames(options, *api->cfg);
     *object = {api, options.frame_len, options.play_gain};
     return true;
+}
+
+/// The same from the JSON text.
+bool create(const char* json, EchoObject* object) {
+    cJSON* const root = qel::parse_options(json);
+    if (root == nullptr) return false;
+    const bool made = create_from(root, object);
+    cJSON_Delete(root);
+    return made;
 }
 
 /// Pushes the metatable that objects get, or the nil that the host put in its place; false for
@@ -185,7 +179,9 @@ bool create(const char* json, EchoObject* object) {
 bool push_metatable(lua_State* L) {
     lua_getfield(L, LUA_REGISTRYINDEX, pux_echo_meta);
     const int type = lua_type(L, -1);
-    return type == LUA_TTABLE || type == LUA_TNIL;
+    if (type == LUA_TTABLE || type == LUA_TNIL) return true;
+    QEL_REFUSE("\"%s\" of Lua's registry is no table: objects have no methods.", pux_echo_meta);
+    return false;
 }
 
 /// Multiplies `count` samples in place; products wrap to 16 bits.
@@ -220,6 +216,7 @@ int push_channels(lua_State* L) {
 }
 
 int echo_new(lua_State* L) {
+    const char* const reason = qel::last_reason();
     const char* const json = lua_tolstring(L, 1, nullptr);
     auto* const object = static_cast<EchoObject*>(lua_newuserdata(L, sizeof(EchoObject)));
     if (object != nullptr) {
@@ -230,6 +227,7 @@ int echo_new(lua_State* L) {
             return 1;
         }
     }
+    if (qel::last_reason() == reason) qel::set_reason("echo.new failed: the log tells more.");
     std::printf("echo new failed");
     return push_nil(L);
 }
