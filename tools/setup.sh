@@ -6,7 +6,7 @@ set -euo pipefail
 declare -A groups=(
     [build]="g++ cmake ninja-build pkg-config lua5.1 liblua5.1-0-dev libcjson-dev"
     [test]="gcc binutils python3 libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
-            libeigen3-dev"
+            libeigen3-dev lua5.2 lua5.3 lua5.4 luajit"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
     [arm]="g++-arm-linux-gnueabihf qemu-user"
 )

@@ -9,10 +9,12 @@ struct lua_State;
 QEL_BEGIN_DECLS
 
 /// Registry name of the objects' metatable, "pux.echo.meta"; read whenever the module is opened or
-/// an object made.
+/// an object made. Objects work whatever metatable they carry.
 QEL_API extern const char* pux_echo_meta;
 
-/// Opens the module: makes the metatable and the global table "echo". Lua's require() calls it.
+/// Opens the module: makes the metatable and the global table "echo". Lua's require() calls it. In
+/// a host that does not export Lua 5.1's functions it raises an error or, where none can be raised,
+/// writes a line on standard error and returns 0.
 ///
 /// echo.new(json) -> object, or nil. `json` holds "qelCfgFile" (path of the configuration file),
 /// "frameLen" (samples per feed), and if wanted "playGain" (integer gain of the reference, 1) and
@@ -25,8 +27,9 @@ QEL_API extern const char* pux_echo_meta;
 /// echo.separate_channel(pcm) -> first channel, second channel, or nil: splits interleaved stereo
 /// 16-bit samples.
 ///
-/// Failures print a message on standard output. Lua errors: only a non-string for
-/// separate_channel, and Lua's own lack of memory.
+/// Failures print a message on standard output; why echo.new() failed, or will not do as asked, a
+/// WARNING line tells on the application's log, else on standard error. Lua errors: only a
+/// non-string for separate_channel, and Lua's own lack of memory.
 QEL_API int luaopen_echo(struct lua_State* L);
 
 QEL_END_DECLS

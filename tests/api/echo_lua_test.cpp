@@ -1,8 +1,9 @@
 // The Lua module where a script cannot reach: memory refused to Lua or to the module, userdata of
-// others, and the exported name of the metatable.
+// others, the exported name of the metatable, the reason of a failure.
 #include "qel/api/echo_lua.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -16,6 +17,7 @@ extern "C" {
 void* __real_realloc(void* block, size_t bytes);
 }
 
+#include "qel/core/reason.hpp"
 #include "tests/support/failing_alloc.hpp"
 
 namespace {
@@ -86,6 +88,7 @@ TEST(EchoLua, ModuleAnswersNilWithoutMemoryAndForStrangers) {
     Host host;
     testing::internal::CaptureStdout();
     EXPECT_EQ(host.run("local m = getmetatable(echo.new(json)); m.__gc(stranger)\n"
+                       "debug.setmetatable(stranger, m); m.__gc(stranger)\n"
                        "assert(m.feed(stranger, '', '') == nil)"),
               "");
     {
@@ -108,8 +111,28 @@ TEST(EchoLua, MetatableNameIsReadAtEachCall) {
                         "assert(m and getmetatable(echo.new(json)) == m)"),
               "");
     // Objects of the old name still work and are collected.
-    EXPECT_EQ(before.run("local s = ('\\0'):rep(1024); assert(object:feed(s, s))"), "");
+    EXPECT_EQ(before.run("local s = ('\\0'):rep(1024); assert(object:feed(s, s))\n"
+                         "debug.getregistry()['another.meta'] = getmetatable(object)\n"
+                         "assert(echo.new(json):feed(s, s))"),
+              "");
     pux_echo_meta = kept;
+}
+
+TEST(EchoLua, EveryNilHasItsReason) {
+    Host host;
+    const std::string fifo = testing::TempDir() + "echo_lua_fifo." + std::to_string(getpid());
+    mkfifo(fifo.c_str(), 0600);
+    alarm(5);  // none of them may wait, or read for ever
+    for (const std::string& file :
+         std::initializer_list<std::string>{"]", "7", "\"/x\"", "\"/etc/passwd\", \"isBin\": 1",
+                                            "\"/\"", "\"/dev/zero\"", "\"" + fifo + "\""}) {
+        qel::set_reason("an old one");
+        const std::string json = "{\"frameLen\": 1, \"qelCfgFile\": " + file + "}";
+        EXPECT_EQ(host.run(("assert(echo.new('" + json + "') == nil)").c_str()), "") << json;
+        EXPECT_STRNE(qel::last_reason(), "an old one") << json;
+    }
+    alarm(0);
+    unlink(fifo.c_str());
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
--- The module in a real interpreter. The first argument is the file that standard output goes to:
--- what the module prints is read back from there.
+-- The module in a real interpreter. The arguments are the files that standard output and standard
+-- error go to: what the module says is read back from there.
 local echo = require("echo")
-local file, checks = assert(io.open(arg[1], "rb")), 0
+local file, log, checks = assert(io.open(arg[1], "rb")), assert(io.open(arg[2], "rb")), 0
 
 local function equal(found, expected, what)
     checks = checks + 1
@@ -20,7 +20,14 @@ local function check(what, text, first, second, fn, ...)
     equal(got_second, second, what)
 end
 
-local files = {}
+-- The explanations that the module gave since the last call.
+local function explained()
+    local text = ""
+    for line in log:read("*a"):gmatch(" %[W%] (echo_[^\n]*\n)") do text = text .. line end
+    return text
+end
+
+local files = {arg[1], arg[2]}
 local function config(text)
     files[#files + 1] = os.tmpname()
     local stream = assert(io.open(files[#files], "wb"))
@@ -30,9 +37,10 @@ local function config(text)
 end
 local conf, broken = config("aec = { use_vad = 1; mute = { mute_time = 0; } }"), config("a = 1 ;")
 
--- `options` is the inside of a JSON object; @ stands for the configuration.
+-- `options` is the inside of a JSON object; @ stands for the configuration, $ for a frame length, too.
 local function new(options)
-    return echo.new("{" .. options:gsub("@", '"qelCfgFile": "' .. conf .. '"') .. "}")
+    options = options:gsub("%$", '@, "frameLen": 512'):gsub("@", '"qelCfgFile": "' .. conf .. '"')
+    return echo.new("{" .. options .. "}")
 end
 
 -- A frame of noise, another for each seed; every sample times `factor`, modulo 65536.
@@ -55,24 +63,35 @@ equal(rawget(_G, "echo"), echo, "global table")
 equal(debug.getregistry()["pux.echo.meta"], meta, "registered metatable")
 equal(meta.__index, meta, "__index")
 
--- echo.new: a type, or what is printed besides nil
+-- echo.new: options, what is printed besides nil, a part of what is explained
 
-local FAILED = "echo new failed"
+local FAILED, CUT, SILENT = "echo new failed", " is no whole number in range", " silences the reference"
+explained()
 for _, case in ipairs({
-    {'@, "frameLen": 512'}, {'@, "frameLen": 512, "isBin": 0, "playGain": -3'},
-    {'@, "frameLen": 512, "isBin": "1"'}, -- no number: 0
-    {'@, "frameLen": "512"'}, -- an object for frames of no samples
-    {'@, "frameLen": null, "playGain": {}'},
-    {'@, "frameLen": 512, "isBin": 1', FAILED}, {'@, "frameLen": 512, "isBin": true', FAILED},
-    {'@, "frameLen": 512,,', FAILED}, {"@", FAILED}, {'"frameLen": 512', FAILED}, {"", FAILED},
-    {'"qelCfgFile": "/nonexistent", "frameLen": 1', "/nonexistent not exist" .. FAILED},
-    {'"qelCfgFile": 7, "frameLen": 1', "(null) not exist" .. FAILED},
+    {"$"}, {'@, "FRAMELEN": 65536, "isBin": 0, "playGain": -3, "rate": 8000'},
+    {'$, "playGain": 32767'}, {'$, "playGain": -32768'},
+    {'$, "playGain": 0', nil, ": 0" .. SILENT}, {'$, "playGain": 0.5', nil, "0.5, taken as 0," .. SILENT},
+    {'$, "playGain": {}', nil, "{}, taken as 0," .. SILENT}, {'$, "playGain": true', nil, "as 1," .. CUT},
+    {'$, "playGain": 99999999999', nil, "99999999999, taken as -1," .. CUT},
+    {'$, "playGain": 40000', nil, '"playGain": 40000, taken as -25536,' .. CUT},
+    {'$, "playgian": 2', nil, '"playgian" is no option and does nothing; write "playGain"'},
+    {'$, "isBin": "1"', nil, '"isBin": "1", taken as 0,' .. CUT}, -- no number: 0
+    {'@, "frameLen": "5"', nil, '"5", taken as 0, leaves no samples'}, {'@, "frameLen": -512', nil, "-512 leaves"},
+    {'@, "frameLen": 500', nil, '"frameLen": 500 is no whole multiple of frame_size = 512 of '},
+    {'"qelCfgFile": "' .. config("aec = { use_hdr = 1; }") .. '", "frameLen": 512', nil, "use_hdr"},
+    {'$, "isBin": 1', FAILED, ": 1 is refused"}, {'$, "isBin": true', FAILED, "true, taken as 1, is refused"},
+    {'@,\n\n "frameLen": 512,,', FAILED, "line 3, column 19, near ' \"frameLen\": 512,,}'"},
+    {"@", FAILED, '"frameLen" is missing'}, {"", FAILED, '"qelCfgFile" is missing'},
+    {'"qelCfgFile": "/nonexistent", "frameLen": 1', "/nonexistent not exist" .. FAILED, "cannot be read: No such"},
+    {'"qelCfgFile": 7, "frameLen": 1', "(null) not exist" .. FAILED, '"qelCfgFile" is no string'},
     {'"qelCfgFile": "/tmp", "frameLen": 1', FAILED},
     {'"qelCfgFile": "' .. broken .. '", "frameLen": 1', FAILED},
     {'"qelCfgFile": "' .. config("") .. '", "frameLen": 1', FAILED},
 }) do
     local kind = case[2] and "nil" or "userdata"
     check(case[1], case[2] or "", kind, nil, function() return type(new(case[1])) end)
+    local text = explained()
+    equal(text:find(case[3] or "^$", 1, case[3] ~= nil) and "" or text, "", case[1])
 end
 for _, argument in ipairs({"", "[1]", '"text"', "null", "\0", 7, true, {}, print, object}) do
     check(tostring(argument), FAILED, nil, nil, echo.new, argument)
@@ -138,6 +157,19 @@ for _, argument in ipairs({false, {}, print, object}) do
     equal(tostring(message):match("string expected"), "string expected", type(argument))
 end
 
+-- Objects work whatever their metatable
+
+local registry = debug.getregistry()
+registry["pux.echo.meta"] = {__index = {feed = meta.feed}, __gc = meta.__gc}
+equal(new("$"):feed(silence, silence), silence, "another metatable")
+registry["pux.echo.meta"] = nil
+local bare = new("$")
+equal(meta.feed(bare, silence, silence), silence, "no metatable")
+meta.__gc(bare)
+registry["pux.echo.meta"] = 7
+check("no table", FAILED, nil, nil, new, "$")
+registry["pux.echo.meta"] = meta
+
 -- Collection, by hand and by Lua
 
 for _, argument in ipairs({object, object, io.stdout, proxy, list, 1}) do
@@ -149,6 +181,10 @@ for _ = 1, 20 do
     new('@, "frameLen": 512'):feed(some, some)
     collectgarbage()
 end
+
+local weak = setmetatable({new("$")}, {__mode = "v"})
+collectgarbage()
+equal(weak[1], nil, "collected")
 
 for _, path in ipairs(files) do os.remove(path) end
 io.stderr:write(checks, " checks\n")
