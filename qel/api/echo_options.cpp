@@ -2,11 +2,11 @@
 #include "qel/api/echo_options.hpp"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
+#include "qel/api/nearest.hpp"
 #include "qel/core/internal.hpp"
 
 using qel::EchoOptions;
@@ -58,40 +58,16 @@ void review_number(const Key& key, const cJSON& item) {
     if (spoils && key.number == &EchoOptions::is_bin) qel::set_reason("%s", line);
 }
 
-constexpr size_t kMostLetters = 32;
-
-/// Letters to change, put in or leave out to make one name the other, in any case. Names of
-/// kMostLetters at most.
-size_t distance(const char* a, const char* b) {
-    std::array<size_t, kMostLetters + 1> row;  // from what was read of `a` to each start of `b`
-    const size_t letters = std::strlen(b);
-    for (size_t i = 0; i <= letters; ++i) row[i] = i;
-    for (; *a != '\0'; ++a) {
-        size_t diagonal = row[0]++;
-        for (size_t i = 0; i < letters; ++i) {
-            const bool same = std::tolower(static_cast<unsigned char>(*a)) ==
-                              std::tolower(static_cast<unsigned char>(b[i]));
-            const size_t changed = diagonal + (same ? 0 : 1);
-            diagonal = row[i + 1];
-            row[i + 1] = std::min({changed, diagonal + 1, row[i] + 1});
-        }
-    }
-    return row[letters];
-}
-
 /// Explains a key that is none of ours but looks like a slip; others are the host's own affair.
 void review_name(const char* name) {
-    const size_t letters = std::strlen(name);
-    if (letters > kMostLetters) return;
     const char* nearest = nullptr;
-    size_t least = kMostLetters;
+    int least = INT_MAX;
     for (const Key& key : kKeys) {
-        const size_t changes = distance(name, key.name);
-        if (changes == 0) return;
-        if (changes < least && changes <= std::max(letters, std::strlen(key.name)) / 2) {
-            nearest = key.name;
-            least = changes;
-        }
+        const int distance = qel::edit_distance(name, key.name);
+        if (distance == 0) return;  // in any case: cJSON finds it
+        if (distance >= least || !qel::is_near(name, key.name, distance)) continue;
+        nearest = key.name;
+        least = distance;
     }
     if (nearest == nullptr) return;
     QEL_EXPLAIN("\"%s\" is no option and does nothing; write \"%s\" if that is meant.", name,
