@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "qel/core/array/qel_array_string.h"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
@@ -191,13 +190,13 @@ TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
 
 TEST(ConfigRyl, ReadsFiles) {
     const LogCapture log;
-    const std::string path = testing::TempDir() + "qel_config_ryl_test";
+    const TempFolder folder;
+    const std::string path = folder.path("conf");
     const std::string read = "a=x" + path.substr(0, path.rfind('/')) + " b=2 ";
     const std::string long_file = "a = x${pwd};" + repeat(" ", 9000) + "b = 2;";
     for (const std::string& text : {std::string(), long_file}) {
-        std::ofstream(path) << text;
+        folder.write("conf", text);
         const Parser parser(qel_config_ryl_new_fn(path.c_str()));
-        remove(path.c_str());
         EXPECT_EQ(parser ? dump(parser->root) : "", text.empty() ? "" : read);
     }
     EXPECT_EQ(log.text(), "");
