@@ -11,6 +11,14 @@ foreach(needed LUA_INCLUDE_DIR CJSON_INCLUDE_DIR CJSON_LIBRARY)
     endif()
 endforeach()
 
+file(STRINGS ${LUA_INCLUDE_DIR}/lua.h lua_version REGEX "define[ \t]+LUA_VERSION_NUM")
+if(NOT lua_version MATCHES "LUA_VERSION_NUM[ \t]+501")  # as LuaJIT says too
+    set(found ${LUA_INCLUDE_DIR}/lua.h)
+    unset(LUA_INCLUDE_DIR CACHE)
+    message(FATAL_ERROR "${found} is not Lua 5.1's: pass -DLUA_INCLUDE_DIR=... with the directory "
+                        "of one whose LUA_VERSION_NUM is 501")
+endif()
+
 if(QEL_TESTS)
     find_package(GTest REQUIRED)
     include(GoogleTest)

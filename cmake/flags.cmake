@@ -7,16 +7,22 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
 
+# Files have 64-bit offsets on 32-bit processors too.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wvla)
 if(QEL_WERROR)
     add_compile_options(-Werror)
 endif()
 
 if(QEL_SANITIZE)
-    add_compile_options(-O1 -g -fsanitize=address,undefined -fno-sanitize-recover=all
+    add_compile_options(-O1 -g -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
-    add_link_options(-fsanitize=address,undefined)
+    add_link_options(-fsanitize=${QEL_SANITIZE})
+endif()
+if(QEL_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # What the library itself is compiled with. No contraction and no fast-math: results are part of

@@ -1,19 +1,14 @@
 # The product: echo.so, all rooms in one shared library that Lua loads and C programs may link. The
 # C driver links it, so that the device needs no C++ runtime.
-set(rooms core data fft vector spu api load)
-list(TRANSFORM rooms PREPEND qel_)
 set(export_map ${PROJECT_SOURCE_DIR}/cmake/exports.map)
 
 add_library(echo SHARED)
-foreach(room ${rooms})
-    target_sources(echo PRIVATE $<TARGET_OBJECTS:${room}>)
-endforeach()
+qel_use(echo PRIVATE load)
 set_target_properties(echo PROPERTIES
     PREFIX "" OUTPUT_NAME echo SUFFIX .so LINKER_LANGUAGE C
     LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}
     LINK_DEPENDS ${export_map})
 target_include_directories(echo INTERFACE ${PROJECT_SOURCE_DIR})
-target_link_libraries(echo PRIVATE ${CJSON_LIBRARY} m)
 # Lua's symbols stay undefined: they come from the host interpreter.
 target_link_options(echo PRIVATE -Wl,--version-script=${export_map} -Wl,--as-needed)
 

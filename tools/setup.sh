@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the given groups need; done in no time if all are there.
-#   tools/setup.sh GROUP...      groups: build, test, demo, arm
+#   tools/setup.sh GROUP...      groups: build, test, demo, arm, clang
 set -euo pipefail
 
 declare -A groups=(
-    [build]="g++ cmake ninja-build pkg-config lua5.1 liblua5.1-0-dev libcjson-dev"
-    [test]="gcc binutils python3 libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
-            libeigen3-dev lua5.2 lua5.3 lua5.4 luajit"
+    [build]="gcc g++ cmake ninja-build lua5.1 liblua5.1-0-dev libcjson-dev"
+    [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
+            lua5.2 lua5.3 lua5.4 luajit"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
     [arm]="g++-arm-linux-gnueabihf qemu-user"
+    [clang]="clang libclang-rt-14-dev clang-format"
 )
 
 # The given packages that are not installed.

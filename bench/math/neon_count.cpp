@@ -1,5 +1,7 @@
 // Runs one operation through the dispatch table a number of times, for tools/count_instructions to
-// count what it executes: neon_count OPERATION TYPE LENGTH c|neon TIMES.
+// count what it executes: neon_count OPERATION TYPE LENGTH c|neon TIMES. What cannot be run is told
+// on standard output, as standard error is qemu's.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +14,11 @@
 
 namespace {
 
+[[noreturn]] void refuse(const char* why) {
+    std::puts(why);
+    std::exit(2);
+}
+
 /// Calls `operation` with 0, 1, 0, ... if it is the one named; returns whether it is.
 template <class Operation>
 bool repeat(bool named, int times, Operation operation) {
@@ -23,6 +30,7 @@ bool repeat(bool named, int times, Operation operation) {
 template <class Vector>
 Vector* ramp(Vector* (*make)(uint32_t), uint32_t n, double one) {
     Vector* vec = make(n);
+    if (!vec) refuse("no memory for vectors of that length");
     using Element = std::remove_reference_t<decltype(vec->data[0])>;
     for (uint32_t i = 0; i < n; ++i) vec->data[i] = static_cast<Element>(one * (i + 1) / n);
     return vec;
@@ -53,8 +61,9 @@ QEL_RUN_VECTOR(int16, 1 << 12)
 #define QEL_RUN_FFT(type, T, ...)                                                                  \
     bool run_fft_##type(std::string_view name, uint32_t n, int times) {                            \
         const auto points = static_cast<int32_t>(n);                                               \
-        const auto c2c = qel_fft_alloc_c2c_##type(points);                                         \
-        const auto r2c = qel_fft_alloc_r2c_##type(points);                                         \
+        const auto c2c = name == "c2c" ? qel_fft_alloc_c2c_##type(points) : nullptr;               \
+        const auto r2c = name != "c2c" ? qel_fft_alloc_r2c_##type(points) : nullptr;               \
+        if (!c2c && !r2c) refuse("there is no plan of that length");                               \
         const auto in = static_cast<T*>(std::calloc(2 * n + 2, sizeof(T)));                        \
         const auto out = static_cast<T*>(std::calloc(2 * n + 2, sizeof(T)));                       \
         for (uint32_t i = 0; i < 2 * n; ++i) in[i] = static_cast<T>(i % 100);                      \
@@ -80,7 +89,7 @@ QEL_RUN_FFT(int16, int16_t, 1)
 int main(int argc, char** argv) {
     if (argc == 6) {
         const std::string_view name = argv[1], type = argv[2];
-        const auto n = static_cast<uint32_t>(std::atoi(argv[3]));
+        const auto n = static_cast<uint32_t>(std::max(std::atoi(argv[3]), 0));
         const int times = std::atoi(argv[5]);
         qel_fft_init_generic();
         qel_vector_init_generic();
@@ -89,8 +98,8 @@ int main(int argc, char** argv) {
             qel_vector_init_neon();
         }
 #define QEL_RUN(t) (type == #t && (run_vector_##t(name, n, times) || run_fft_##t(name, n, times)))
+        if (n == 0) refuse("a length is a number above 0");
         if (QEL_RUN(float32) || QEL_RUN(int32) || QEL_RUN(int16)) return 0;
     }
-    std::fputs("usage: neon_count OPERATION float32|int32|int16 LENGTH c|neon TIMES\n", stderr);
-    return 2;
+    refuse("the program knows no such operation");
 }

@@ -6,8 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 extern "C" {
 #include <lauxlib.h>
 #include <lua.h>
@@ -19,6 +17,7 @@ void* __real_realloc(void* block, size_t bytes);
 
 #include "qel/core/reason.hpp"
 #include "tests/support/failing_alloc.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
@@ -35,15 +34,14 @@ class Host {
     Host() : L_(lua_newstate(allocate, &budget_)) {
         luaL_openlibs(L_);
         luaopen_echo(L_);
-        std::ofstream(conf_) << "aec = { use_vad = 1; }";
-        lua_pushfstring(L_, "{\"qelCfgFile\":\"%s\",\"frameLen\":512}", conf_.c_str());
+        const std::string conf = folder_.write("aec.conf", "aec = { use_vad = 1; }");
+        lua_pushfstring(L_, "{\"qelCfgFile\":\"%s\",\"frameLen\":512}", conf.c_str());
         lua_setglobal(L_, "json");
         memset(lua_newuserdata(L_, sizeof(void*) + 8), 0x55, sizeof(void*) + 8);
         lua_setglobal(L_, "stranger");
     }
     ~Host() {
         lua_close(L_);
-        unlink(conf_.c_str());
         EXPECT_EQ(free_descriptor(), descriptor_) << "a file stayed open";
     }
 
@@ -64,7 +62,7 @@ class Host {
         return nullptr;
     }
 
-    const std::string conf_ = testing::TempDir() + "echo_lua." + std::to_string(getpid());
+    const TempFolder folder_;
     const int descriptor_ = free_descriptor();
     int64_t budget_ = INT64_MAX;
     lua_State* L_;

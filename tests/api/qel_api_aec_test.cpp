@@ -2,24 +2,19 @@
 #include "qel/api/qel_api_aec.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
 
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
 /// The path of a file with this text, for its lifetime; a path is taken as it is.
 struct ConfigFile {
-    explicit ConfigFile(const std::string& text) : path(text) {
-        if (text[0] == '/') return;
-        path = testing::TempDir() + "qel_api_aec." + std::to_string(getpid());
-        std::ofstream(path) << text;
-    }
-    ~ConfigFile() { unlink(path.c_str()); }
-    std::string path;
+    explicit ConfigFile(const std::string& text)
+        : path(text[0] == '/' ? text : folder.write("aec.conf", text)) {}
+    const TempFolder folder;
+    const std::string path;
 };
 
 TEST(ApiAec, ConfigurationFileDecides) {

@@ -12,6 +12,7 @@
 #include "qel/core/qel_debug.h"
 #include "qel/spu/aec/keys.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
@@ -27,18 +28,10 @@ std::string read(const std::filesystem::path& path) {
 using Files = std::map<std::string, std::string>;
 
 /// A folder with files, for its lifetime.
-class Folder {
-  public:
+struct Folder : TempFolder {
     explicit Folder(const Files& files) {
-        std::string name = testing::TempDir() + "review.XXXXXX";
-        path_ = mkdtemp(name.data());
-        for (const auto& [file, text] : files) std::ofstream(path_ / file) << text;
+        for (const auto& [file, text] : files) write(file, text);
     }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    std::filesystem::path operator/(const char* name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
 };
 
 /// All findings, one line each: "code file:line:column key=written".
@@ -110,12 +103,12 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
         {"#include \"${pwd}/b\";", "syntax a:1:10 =\n"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(findings(Folder(Files{{"a", c.text}}) / "a"), c.expected) << c.text;
+        EXPECT_EQ(findings(Folder(Files{{"a", c.text}}).path("a")), c.expected) << c.text;
     }
-    EXPECT_EQ(findings(Folder(Files{{"a", ""}}) / "a"), "syntax :0:0 =\n");
+    EXPECT_EQ(findings(Folder(Files{{"a", ""}}).path("a")), "syntax :0:0 =\n");
     const Folder folder(Files{{"a", "aec = { use_nlp = no; frame_size = 160; }"}});
-    EXPECT_EQ(findings(folder / "a", 320), "");
-    EXPECT_EQ(findings(folder / "a", 512), "frame-len a:1:23 aec > frame_size=160\n");
+    EXPECT_EQ(findings(folder.path("a"), 320), "");
+    EXPECT_EQ(findings(folder.path("a"), 512), "frame-len a:1:23 aec > frame_size=160\n");
 }
 
 TEST(Review, FollowsIncludes) {
@@ -131,7 +124,7 @@ TEST(Review, FollowsIncludes) {
     for (const auto& [text, expected] : cases) {
         auto files = included;
         files["a"] = text;
-        EXPECT_EQ(findings(Folder(files) / "a"), expected) << text;
+        EXPECT_EQ(findings(Folder(files).path("a")), expected) << text;
     }
 }
 
@@ -156,10 +149,10 @@ TEST(Review, IsWrittenBesideTheLogAndGivesTheReason) {
             const LogCapture log;
             qel_api_aec_t* const api =
                 in_memory ? qel_api_aec_new_text(c.text, static_cast<uint32_t>(strlen(c.text)))
-                          : qel_api_aec_new((folder / "a").c_str(), 0);
+                          : qel_api_aec_new(folder.path("a").c_str(), 0);
             EXPECT_EQ(api == nullptr, c.reason != nullptr) << c.text;
             EXPECT_THAT(log.text(), HasSubstr(c.line));
-            EXPECT_THAT(log.text(), HasSubstr(in_memory ? "(text)" : (folder / "a").string()));
+            EXPECT_THAT(log.text(), HasSubstr(in_memory ? "(text)" : folder.path("a")));
             EXPECT_THAT(qel_api_aec_last_error(), HasSubstr(c.reason ? c.reason : ""));
             qel_api_aec_delete(api);
         }
@@ -173,7 +166,7 @@ TEST(Review, IsWrittenBesideTheLogAndGivesTheReason) {
 TEST(Review, StopsAtAHundredFindings) {
     std::string text = "aec = {}\n";
     for (int i = 0; i < 500; ++i) text += "bogus = 1;\n";
-    const std::string lines = findings(Folder(Files{{"a", text}}) / "a");
+    const std::string lines = findings(Folder(Files{{"a", text}}).path("a"));
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 101);
     EXPECT_THAT(lines, HasSubstr("more a:0:0"));
 }
@@ -195,7 +188,7 @@ TEST(Review, LeavesOurOwnFilesAlone) {
             if (end == std::string::npos) break;
             if (("\n" + block).find("\naec = {") == std::string::npos) continue;
             const Folder folder(Files{{"a", block}, {"common.conf", "# nothing\n"}});
-            EXPECT_EQ(findings(folder / "a"), "") << block;
+            EXPECT_EQ(findings(folder.path("a")), "") << block;
             ++shown;
         }
     }

@@ -1,4 +1,4 @@
-// The wrapped allocator behind FailingAlloc; see cmake/rooms.cmake for the link option.
+// The wrapped allocator behind FailingAlloc; see tests/CMakeLists.txt for the link option.
 #include "tests/support/failing_alloc.hpp"
 
 #include <cstddef>

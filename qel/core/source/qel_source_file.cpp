@@ -12,6 +12,7 @@ namespace {
 
 constexpr char kSource[] = "qel/core/source/qel_source_file";
 constexpr uint32_t kBufferBytes = 4096;
+static_assert(sizeof(off_t) >= sizeof(int64_t), "32-bit processors need _FILE_OFFSET_BITS=64");
 
 qel_source_file_item* item_of(void* data) { return static_cast<qel_source_file_item*>(data); }
 
@@ -61,7 +62,7 @@ int32_t item_read(void* data, void* dst, uint32_t* count) {
 }
 
 int32_t item_seek(qel_source_file_item* item, int64_t offset) {
-    const int32_t result = fseeko(item->stream, static_cast<off_t>(offset), SEEK_SET);
+    const int32_t result = fseeko(item->stream, offset, SEEK_SET);
     if (result != 0) return result;
     item->pos = item->end;
     item->eof = 0;
@@ -117,7 +118,7 @@ int32_t qel_source_file_clean(qel_source* source) {
 
 int32_t qel_source_file_seek(qel_source* source, int64_t offset) {
     qel_source_file_item* item = item_of(source->data);
-    return item->seek(item, offset);
+    return item ? item->seek(item, offset) : -1;
 }
 
 int32_t qel_source_file_load(void* /*ignored*/, void* user, qel_source_load_fn load,

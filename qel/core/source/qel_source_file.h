@@ -28,7 +28,8 @@ QEL_API int32_t qel_source_file_init(qel_source* source, const char* path);
 /// Closes the file and releases all that qel_source_file_init() made; 0.
 QEL_API int32_t qel_source_file_clean(qel_source* source);
 
-/// Goes to `offset` bytes from the start; 0, or fseek()'s result.
+/// Goes to `offset` bytes from the start, which may lie behind the end; 0, or -1 where that cannot
+/// be, as in a pipe, before the start, or without a file.
 QEL_API int32_t qel_source_file_seek(qel_source* source, int64_t offset);
 
 /// Calls load(user, source) on a source of the file `path`, and returns its result; -1 if there is

@@ -6,11 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "qel/core/array/qel_array_string.h"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
@@ -295,28 +294,28 @@ TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
 
 TEST(ConfigRyl, ReadsFiles) {
     const LogCapture log;
-    const std::string path = testing::TempDir() + "qel_config_ryl_test";
+    const TempFolder folder;
+    const std::string path = folder.path("conf");
     const std::string read = "a=x" + path.substr(0, path.rfind('/')) + " b=2 ";
     const std::string long_file = "a = x${pwd};" + repeat(" ", 9000) + "b = 2;";
     for (const std::string& text : {std::string(), long_file}) {
-        std::ofstream(path) << text;
+        folder.write("conf", text);
         const Parser parser(qel_config_ryl_new_fn(path.c_str()));
-        remove(path.c_str());
         EXPECT_EQ(parser ? dump(parser->root) : "", text.empty() ? "" : read);
     }
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(qel_config_ryl_new_fn("/nowhere/x"), nullptr);
     EXPECT_TRUE(log.has("cannot open \"/nowhere/x\"."));
 
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const std::string fifo = folder.path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     alarm(20);  // rather than wait for a writer
-    for (const std::string& odd : {path, std::string("/dev/zero"), std::string("/")}) {
+    for (const std::string& odd : {fifo, std::string("/dev/zero"), std::string("/")}) {
         EXPECT_EQ(qel_config_ryl_new_fn(odd.c_str()), nullptr);
         EXPECT_TRUE(log.has("not a regular file: \"" + odd + "\"")) << odd;
         EXPECT_EQ(parse("#include \"" + odd + "\";"), nullptr) << odd;
     }
     alarm(0);
-    unlink(path.c_str());
 }
 
 TEST(ConfigRyl, RemovesVariablesAndOutlivesErrors) {

@@ -2,33 +2,30 @@
 #include "qel/core/source/qel_source.h"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
+#include <unistd.h>
 
 #include "qel/core/qel_io.h"
 #include "qel/core/source/qel_source_file.h"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/temp_path.hpp"
 
 namespace {
 
 /// A file with this content, for its lifetime, and a source of it.
 struct Input : qel_source {
-    explicit Input(const std::string& content) {
-        std::ofstream(path) << content;
+    explicit Input(const std::string& content) : path(folder.write("input", content)) {
         EXPECT_EQ(qel_source_file_init(this, path.c_str()), 0);
     }
-    ~Input() {
-        qel_source_file_clean(this);
-        remove(path.c_str());
-    }
+    ~Input() { qel_source_file_clean(this); }
     /// What is left, at most `n` bytes.
     std::string rest(size_t n = SIZE_MAX) {
         std::string text;
         for (int32_t c; text.size() < n && (c = get(data)) != -1;) text += static_cast<char>(c);
         return text;
     }
-    std::string path = testing::TempDir() + "qel_source_test";
+    const TempFolder folder;
+    const std::string path;
 };
 
 // Each reader as a text: its result, a blank, what it read.
@@ -140,10 +137,42 @@ TEST(SourceFile, PushesBackAndSeeks) {
     input.unget(input.data, 'y');
     input.unget(input.data, 'x');  // below the start of a refilled buffer, whose rest is dropped
     EXPECT_EQ(input.rest(2), std::string("x") + static_cast<char>((8192 - 1) % 251));
-    input.rest();
-    EXPECT_EQ(qel_source_file_seek(&input, 10), 0);
-    EXPECT_EQ(qel_source_file_seek(&input, -1), -1);
-    EXPECT_EQ(input.rest(), ramp(4096 * 3).substr(10));
+}
+
+TEST(SourceFile, SeeksTo64BitOffsets) {
+    constexpr int64_t far = (1LL << 32) + 5;
+    Input input(ramp(20));
+    const struct {
+        int64_t offset;
+        int32_t result;
+        std::string rest;  // where nothing was sought: from where the reading stood, the end
+    } cases[] = {{10, 0, ramp(20).substr(10)},
+                 {-1, -1, ""},
+                 {5, 0, ramp(20).substr(5)},
+                 {far, 0, ""},
+                 {INT64_MIN + 5, -1, ""}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(qel_source_file_seek(&input, c.offset), c.result) << c.offset;
+        EXPECT_EQ(input.rest(), c.rest) << c.offset;
+    }
+    std::filesystem::resize_file(input.path, far);  // takes no room: all but 20 bytes is a hole
+    std::ofstream(input.path, std::ios::app) << "far";
+    EXPECT_EQ(qel_source_file_seek(&input, far), 0);
+    EXPECT_EQ(input.rest(), "far");
+}
+
+TEST(SourceFile, SeeksNowhereInAPipeOrWithoutAFile) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "ab", 2), 2);
+    close(ends[1]);
+    qel_source source;
+    ASSERT_EQ(qel_source_file_init(&source, ("/dev/fd/" + std::to_string(ends[0])).c_str()), 0);
+    EXPECT_EQ(qel_source_file_seek(&source, 1), -1);
+    EXPECT_EQ(source.get(source.data), 'a');
+    qel_source_file_clean(&source);
+    EXPECT_EQ(qel_source_file_seek(&source, 0), -1);
+    close(ends[0]);
 }
 
 TEST(SourceFile, LoadsThroughALoaderAndNamesWhatFails) {
