@@ -53,7 +53,7 @@ std::vector<T> run_plan(Plan* plan, const std::vector<T>& in, size_t count, bool
     std::vector<T> out(std::max(count, in.size()) + 9, kGuard), from(1);
     from.insert(from.end(), in.begin(), in.end());
     if (in_place) std::copy(in.begin(), in.end(), out.begin() + 1);
-    Fft<T>::run(&out[1], in_place ? &out[1] : &from[1], plan, inverse, scaled);
+    Fft<T>::run(&out[1], in_place ? &out[1] : from.data() + 1, plan, inverse, scaled);
     const auto rest = out.begin() + static_cast<int64_t>(in_place ? out.size() - 8 : count + 1);
     EXPECT_EQ(std::count(rest, out.end(), kGuard), out.end() - rest);
     EXPECT_EQ(out[0], kGuard);
@@ -71,7 +71,7 @@ std::vector<T> fft(Kind kind, size_t n, const std::vector<T>& in, bool inverse, 
     const auto length = static_cast<int32_t>(n);
     if (kind == kComplex)
         return run_plan(Fft<T>::alloc_c2c(length), in, 2 * n, inverse, scaled, in_place);
-    const size_t count = inverse ? n : n + 2;
+    const size_t count = n / 2 * 2 + (inverse ? 0 : 2);
     return run_plan(Fft<T>::alloc_r2c(length), in, count, inverse, scaled, in_place);
 }
 

@@ -17,7 +17,9 @@ TEST(FftPlan, FactorsEndInTheFlagAndOddOnesStartWithTwiddlesOfOne) {
                  {kComplex, 98, {2, 2, 2, 49, 49, 1, 1}},  // the whole remainder is one stage
                  {kComplex, 120, {4, 40, 4, 30, 2, 15, 5, 3, 3, 1, 1}},
                  {kReal, 1024, {5, 256, 4, 128, 4, 32, 4, 8, 4, 2, 2, 1, 0}},
-                 {kReal, 48, {3, 8, 4, 6, 2, 3, 3, 1, 1}}};  // of half the length, and no radix 8
+                 {kReal, 48, {3, 8, 4, 6, 2, 3, 3, 1, 1}},  // of half the length, and no radix 8
+                 {kReal, 49, {3, 8, 4, 6, 2, 3, 3, 1, 1}},
+                 {kReal, 1, {1, 0, 4, 0, 0}}};  // a transform of no points is a fast one
     for (const auto& c : cases) {
         const auto check = [&c](auto* plan) {
             const int32_t *words = plan->factors, last_radix = words[2 * words[0]];
@@ -48,6 +50,8 @@ TYPED_TEST(FftPlanOf, TakesOneBlockWithAlignedAreas) {
         auto* real = Api::alloc_r2c(n);
         auto* complex = Api::alloc_c2c(n / 2);
         check(real, real->buffer);
+        EXPECT_EQ(complex->forward_scaled, 0);
+        EXPECT_EQ(complex->backward_scaled, 1);
         check(complex, complex->buffer);
     }
 }
@@ -56,9 +60,21 @@ TYPED_TEST(FftPlanOf, IsRefusedWhenItCannotBe) {
     using Api = Fft<TypeParam>;
     for (const int32_t n : {0, -1, -8, INT32_MIN, INT32_MAX - 1, INT32_MAX, 1 << 30})
         EXPECT_TRUE(!Api::alloc_c2c(n) && !Api::alloc_r2c(n)) << n;
-    for (const int32_t odd : {1, 3, 513}) EXPECT_EQ(Api::alloc_r2c(odd), nullptr) << odd;
     const FailingAlloc none(0, 2);
     EXPECT_TRUE(!Api::alloc_c2c(16) && !Api::alloc_r2c(16));
+}
+
+TYPED_TEST(FftPlanOf, OfAnOddRealLengthLeavesTheLastPointOut) {
+    using Values = std::vector<TypeParam>;
+    for (const bool scaled : {false, true}) {
+        EXPECT_EQ(fft<TypeParam>(kReal, 1, {}, false, scaled), Values(2));
+        EXPECT_EQ(fft<TypeParam>(kReal, 1, {}, true, scaled), Values());
+        for (size_t n = 2; n <= 66; n += 2) {
+            const auto x = random_values<TypeParam>(n, 100), bins = fft(kReal, n, x, false, scaled);
+            EXPECT_EQ(fft(kReal, n + 1, x, false, scaled), bins) << n;
+            EXPECT_EQ(fft(kReal, n + 1, bins, true, scaled), fft(kReal, n, bins, true, scaled));
+        }
+    }
 }
 
 TEST(FftState, HoldsAPlanOfItsType) {

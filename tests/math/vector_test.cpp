@@ -96,7 +96,7 @@ TYPED_TEST(Vector, MaxAndMinFindTheirElementAnywhere) {
     EXPECT_EQ(A::min(emptied.get()), -7) << "element 0 counts in a vector of no length";
 }
 
-TYPED_TEST(Vector, UnequalLengthsAreReportedAndNothingIsDone) {
+TYPED_TEST(Vector, BinaryOperationsCompareTheSourcesAndStopAtTheShortest) {
     using A = Api<TypeParam>;
     const bool is_float = std::is_same_v<TypeParam, float>;
     const std::string base = std::string("qel_vector_") + (is_float ? "float" : "int") +
@@ -115,7 +115,20 @@ TYPED_TEST(Vector, UnequalLengthsAreReportedAndNothingIsDone) {
         // A longer destination is computed as far as the sources reach.
         EXPECT_EQ(operation(dst.get(), four.get(), four.get()), 0);
         EXPECT_TRUE(dst->data[3] != 9 && dst->data[4] == 9);
+        // A shorter one bounds the work.
+        A::set_nval(dst->data, 5, 9);
+        dst->len = 3;
+        EXPECT_EQ(operation(dst.get(), four.get(), four.get()), 0);
+        EXPECT_NE(dst->data[2], 9);
+        EXPECT_EQ(dst->data[3], 9);
     }
+}
+
+TEST(VectorBytes, AreWholeWordsOfMemory) {
+    const FailingAlloc watch(1);
+    const auto three = vec<int16_t>({1, 2, 3});
+    EXPECT_EQ(FailingAlloc::last_bytes(), 24);
+    EXPECT_EQ(qel_vector_int16_bytes(three.get()), 22);
 }
 
 // Each case at every place of vectors that fill no, one and two registers and a rest.
@@ -195,10 +208,10 @@ TEST(VectorPrint, BreaksItsLines) {
     qel_vector_int16_print(vec(std::vector<int16_t>(33, 6144)).get());
     qel_vector_int32_print(vec<int32_t>({7}).get());
     qel_vector_int32_print_float_c(vec<int32_t>({-1}).get());
-    qel_vector_int16_print_float_c(vec<int16_t>({6144}).get());
+    qel_vector_int16_print_float_c(vec(std::vector<int16_t>(17, 6144)).get());
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
                 testing::MatchesRegex("\n\n(0.500000 ){16}\n0.500000 \n\n(6144 ){32}\n6144 \n"
-                                      "\n   7 \n\n-0.000001 \n\n1.500000 \n"));
+                                      "\n   7 \n\n-0.000001 \n\n(1.500000 ){16}\n1.500000 \n"));
 }
 
 TEST(VectorUnion, HoldsTheTypeAskedFor) {

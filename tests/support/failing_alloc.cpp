@@ -1,8 +1,6 @@
 // The wrapped allocator behind FailingAlloc; see tests/CMakeLists.txt for the link option.
 #include "tests/support/failing_alloc.hpp"
 
-#include <cstddef>
-
 extern "C" {
 void* __real_malloc(size_t bytes);
 void* __real_calloc(size_t count, size_t bytes);
@@ -13,10 +11,12 @@ namespace {
 
 bool active = false;
 int64_t asked = 0, first_refused = 0, end_refused = 0;
+size_t bytes_asked = 0;
 
-/// Counts one allocation; true when it must fail.
-bool refuse() {
+/// Notes one allocation; true when it must fail.
+bool refuse(size_t bytes) {
     if (!active) return false;
+    bytes_asked = bytes;
     const int64_t index = asked++;
     return index >= first_refused && index < end_refused;
 }
@@ -33,13 +33,14 @@ FailingAlloc::FailingAlloc(int64_t allowed, int64_t refused) {
 FailingAlloc::~FailingAlloc() { active = false; }
 
 int64_t FailingAlloc::count() { return asked; }
+size_t FailingAlloc::last_bytes() { return bytes_asked; }
 
 extern "C" {
-void* __wrap_malloc(size_t bytes) { return refuse() ? nullptr : __real_malloc(bytes); }
+void* __wrap_malloc(size_t bytes) { return refuse(bytes) ? nullptr : __real_malloc(bytes); }
 void* __wrap_calloc(size_t count, size_t bytes) {
-    return refuse() ? nullptr : __real_calloc(count, bytes);
+    return refuse(count * bytes) ? nullptr : __real_calloc(count, bytes);
 }
 void* __wrap_realloc(void* block, size_t bytes) {
-    return refuse() ? nullptr : __real_realloc(block, bytes);
+    return refuse(bytes) ? nullptr : __real_realloc(block, bytes);
 }
 }

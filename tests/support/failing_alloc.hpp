@@ -2,6 +2,7 @@
 // realloc pass through here; GoogleTest's own allocations do not.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 /// For its lifetime, lets `allowed` allocations pass and refuses the following `refused` ones.
@@ -14,4 +15,6 @@ class FailingAlloc {
 
     /// Allocations asked for since this object was made.
     static int64_t count();
+    /// Bytes that the last of them asked for.
+    static size_t last_bytes();
 };

@@ -67,7 +67,7 @@ typedef struct qel_fft_cfg_int16 {
 } qel_fft_cfg_int16;
 
 // Plans of real transforms, shared by r2c and c2r of one length. They run a complex transform of
-// half the length, ncfft = nfft / 2.
+// half the length, ncfft = nfft / 2 rounded down: of an odd length they cover the first nfft - 1.
 typedef struct qel_fft_r2c_cfg_float32 {
     qel_fft_cpx_float32* buffer;          // nfft, overwritten by every transform
     int32_t ncfft;                        // complex points of the inner transform
@@ -119,19 +119,22 @@ QEL_API void qel_fft_r2c_state_union_clean(qel_fft_r2c_state_union* state);
 // The table. Null until qel_fft_init_module() runs.
 //
 // alloc_c2c(nfft) makes a plan of nfft complex points, alloc_r2c(nfft) one of nfft real points.
-// Null when memory runs out, when nfft is not positive, when a real nfft is odd, and when the plan
-// would need 2^31 bytes or more. Nothing is logged. The destroy functions ignore null.
+// Null when memory runs out, when nfft is not positive, and when the plan would need 2^31 bytes or
+// more. Nothing is logged. The destroy functions ignore null.
 //
 // The transforms check nothing and allocate nothing. Plans may serve any number of transforms in
 // sequence, on one thread at a time. `out` and `in` of c2c must not overlap; r2c and c2r may work
 // in place, `out` on `in`.
 //
 // c2c_1d(out, in, plan, inverse): `inverse` is 0 for forward, anything else for inverse.
-// r2c_1d(out, in, plan): nfft reals to ncfft + 1 bins, of which the first and the last get an
+// r2c_1d(out, in, plan): 2 * ncfft reals to ncfft + 1 bins, of which the first and the last get an
 // imaginary part of exactly 0. c2r_1d(out, in, plan): the way back; it reads neither of these two.
+// Both leave the last point of an odd nfft alone. With nfft = 1 there is one bin, which r2c sets to
+// 0, and nothing for c2r to write.
 //
-// float32 scaling: forward c2c and r2c do not scale, c2r divides by nfft, so c2r(r2c(x)) is x. An
-// inverse c2c divides by nfft only if nfft is a power of two: the mixed-radix engine never scales.
+// float32 scaling: forward c2c and r2c do not scale, c2r divides by 2 * ncfft, so c2r(r2c(x)) is x.
+// An inverse c2c divides by nfft only if nfft is a power of two: the mixed-radix engine never
+// scales.
 //
 // int32 and int16 scaling: `scaled` non-zero divides by the radix at each stage, so that a
 // transform of N points, c2c, r2c or c2r, either way, is divided by N in all. Zero scales nothing.

@@ -90,7 +90,8 @@ QEL_API void qel_vector_union_delete(qel_vector_union* holder);
 // cpy(dst, src): copies elements and length; `dst` must have room, which is not checked.
 // zero(vec): sets all elements to 0.
 // print(vec): on standard output, "%.6f " or "%4d " for an element, in lines of 16 (int16: 32) that
-// begin with a newline, and a newline at the end. print_float_c(vec) prints the Q20 or Q12 values.
+// begin with a newline, and a newline at the end. print_float_c(vec) prints the Q20 or Q12 values,
+// 16 a line in both types.
 //
 // mul, sub, add(dst, a, b): 0, or -1 and a WARNING, `dst` untouched, if `a` and `b` differ in
 // length. Otherwise all of `dst` is computed; what it has beyond their length stays as it is. The

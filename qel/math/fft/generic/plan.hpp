@@ -8,7 +8,7 @@
 
 namespace qel::fft {
 
-/// Fills a factor table for `n` >= 1. At most 19 stages (n = 3^19), so the table always has room.
+/// Fills a factor table for `n` >= 0. At most 19 stages (n = 3^19), so the table always has room.
 /// `end_in_8` lets the mixed-radix engine start with one radix-8 stage.
 void factorise(int32_t* factors, int32_t n, bool end_in_8);
 
@@ -62,11 +62,11 @@ Plan* new_c2c_plan(int32_t nfft, qel_fft_twiddles_line line, int32_t extra = 0) 
     return plan;
 }
 
-/// A real plan with its factors; both twiddle tables are left to the caller. Null when refused,
-/// which an odd length is too: it has no complex transform of half its size.
+/// A real plan with its factors; both twiddle tables are left to the caller. Null when refused. An
+/// odd length loses its last point, and one point leaves an inner transform of none.
 template <class Plan, class Point>
 Plan* new_r2c_plan(int32_t nfft) {
-    if (nfft <= 0 || nfft % 2 != 0) return nullptr;
+    if (nfft <= 0) return nullptr;
     const int32_t ncfft = nfft >> 1;
     constexpr int64_t kPoint = sizeof(Point);
     char* cursor;

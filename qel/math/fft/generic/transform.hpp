@@ -41,6 +41,10 @@ template <class E, bool kScaled, class Plan>
 void real_to_complex(typename E::Point* out, const typename E::Point* in, const Plan& plan) {
     constexpr Lanes<1> kOne;
     const int32_t m = plan.ncfft;
+    if (m == 0) {  // no samples: the sum that bin 0 is has no terms
+        *out = {};
+        return;
+    }
     const auto* z = plan.buffer;
     Engine<E, false, kScaled>::run(plan.buffer, in, plan.factors, plan.twiddles, plan.buffer + m,
                                    is_fast(plan.factors));
@@ -59,6 +63,7 @@ template <class E, bool kScaled, class Plan>
 void complex_to_real(typename E::Point* out, const typename E::Point* in, const Plan& plan) {
     constexpr Lanes<1> kOne;
     const int32_t m = plan.ncfft;
+    if (m == 0) return;
     constexpr int kHalvings = kScaled;
     const auto leave = E::template leave_split<kScaled, kHalvings>();
     const auto dc = E::load(kOne, in), nyquist = E::load(kOne, in + m);

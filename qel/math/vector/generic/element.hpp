@@ -17,7 +17,6 @@ struct Element<float> {
     using Vector = qel_vector_float32;
     using Real = float;  // in which exp, log, softmax and sigmoid compute
     using Sum = float;
-    static constexpr uint32_t kPrintPerLine = 16;
 
     QEL_KERNEL static float add(float a, float b) { return a + b; }
     QEL_KERNEL static float sub(float a, float b) { return a - b; }
@@ -51,7 +50,6 @@ struct FixedPoint {
 template <>
 struct Element<int32_t> : FixedPoint<int32_t, int64_t, double, 20> {
     using Vector = qel_vector_int32;
-    static constexpr uint32_t kPrintPerLine = 16;
 
     /// The count is in Q20 too, in 32 bits: it wraps from 2048 on.
     static int32_t average(int32_t sum, uint32_t n) {
@@ -63,7 +61,6 @@ struct Element<int32_t> : FixedPoint<int32_t, int64_t, double, 20> {
 template <>
 struct Element<int16_t> : FixedPoint<int16_t, int32_t, float, 12> {
     using Vector = qel_vector_int16;
-    static constexpr uint32_t kPrintPerLine = 32;
 
     /// The count is no Q12 number, unlike the sum: 4096 times the mean.
     static int16_t average(int16_t sum, uint32_t n) {

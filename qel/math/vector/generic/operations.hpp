@@ -45,9 +45,9 @@ void copy(Vector<T>* dst, const Vector<T>* src) {
 }
 
 template <class T, class Value>
-void print(const Vector<T>* vec, const char* format, Value value_of) {
+void print(const Vector<T>* vec, const char* format, Value value_of, uint32_t per_line = 16) {
     for (uint32_t i = 0; i < vec->len; ++i) {
-        if (i % Element<T>::kPrintPerLine == 0) std::printf("\n");
+        if (i % per_line == 0) std::printf("\n");
         std::printf(format, value_of(vec->data[i]));
     }
     std::printf("\n");
