@@ -54,6 +54,8 @@ RECORD(560, 308, qel_aec, cfg, nlp, mute, ref_vad, frame_vad, norm_gain, delta_f
 RECORD(144, 132, qel_aec_cfg, nlp, mute, vad, type, md_type, hdr_gain_db, freqs, frame_size, taps,
        offset_bins, nb_banks, fft_size, fft_bins, num_bank, use_nlp, use_vad, use_bypass, use_hdr,
        use_mute, flags_spare, cfg_tree);
+RECORD(24, 24, qel_aec_measures, mic_db, ref_db, out_db, leak, speech, reduction_db);
+RECORD(72, 72, qel_aec_stats, bypassed, muted, processed, frame, smoothed);
 RECORD(24, 24, qel_aec_mute_cfg, md_type, freqs, frame_size, num_states, mute_frames, noise_gain,
        mute_time);
 RECORD(64, 32, qel_aec_mute, cfg, count, white, noise, states);

@@ -29,7 +29,7 @@ TEST(Stream, SilentReferencePassesTheMicrophoneOneFrameLate) {
     const Call c = call(1, 40);
     const Pcm silence(c.mic.size());
     EXPECT_EQ(Canceller().feed(c.mic, silence), delayed(c.mic, kFrame));
-    Canceller suppressed({}, 1);  // the mute waits for a reference too
+    Canceller suppressed({}, with_mute);  // the mute waits for a reference too
     EXPECT_EQ(suppressed.feed(c.mic, silence), delayed(c.mic, kFrame));
 
     Canceller after_echo;
@@ -88,7 +88,8 @@ TEST(Stream, SamplesOf32BitsAreScaledTo16) {
     std::vector<int32_t> mic, ref;
     for (const int16_t v : c.mic) mic.push_back(v * 64 + 63);  // 6 bits go, rounding down
     for (const int16_t v : c.ref) ref.push_back(v * 64);
-    EXPECT_EQ(Canceller({}, 0, true).feed(mic, ref, 1000), Canceller().feed(c.mic, c.ref));
+    Canceller wide({}, [](qel_aec_cfg& cfg) { cfg.use_hdr = 1; });
+    EXPECT_EQ(wide.feed(mic, ref, 1000), Canceller().feed(c.mic, c.ref));
 }
 
 TEST(Stream, ComfortNoiseFillsExactlyTheFirst31ProcessedFrames) {
@@ -96,7 +97,7 @@ TEST(Stream, ComfortNoiseFillsExactlyTheFirst31ProcessedFrames) {
     Call c = call(22, 45);
     std::fill_n(c.ref.begin(), bypassed * kFrame, int16_t{0});
     c.mic = to_pcm(white_noise(23, c.mic.size(), 3000));  // what the mute must not let through
-    Canceller canceller({}, 1);
+    Canceller canceller({}, with_mute);
     for (const char* what : {"fresh", "reset"}) {
         const Pcm out = canceller.feed(c.mic, c.ref);
         for (size_t f = 1; f < out.size() / kFrame; ++f) {
@@ -111,7 +112,7 @@ TEST(Stream, ComfortNoiseFillsExactlyTheFirst31ProcessedFrames) {
 }
 
 TEST(Stream, ComfortNoiseForgetsTheFrameBefore) {
-    Canceller canceller({}, 1);
+    Canceller canceller({}, with_mute);
     const Pcm loud = to_pcm(white_noise(24, kFrame, 9000));
     srand(1);
     const Pcm first = canceller.feed(loud, loud);
@@ -123,7 +124,7 @@ TEST(Stream, ComfortNoiseForgetsTheFrameBefore) {
 TEST(Stream, AllocatesNothingAfterTheFirstFrame) {
     const Pcm loud = to_pcm(white_noise(24, 40 * 2048, 9000));
     for (const int frame : {160, 512, 2048}) {
-        Canceller canceller({.frame = frame}, 1);
+        Canceller canceller({.frame = frame}, with_mute);
         const Pcm first = part(loud, 0, static_cast<size_t>(frame));
         canceller.feed(first, first);
         FailingAlloc count(INT64_MAX, 0);

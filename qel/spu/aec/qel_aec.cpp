@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kSource[] = "qel/spu/aec/qel_aec";
 constexpr char kVersion[] = "spu/aec v1.0.8";
-constexpr int32_t kSpeech = 1;
 constexpr uint32_t kOutputBytes = 1024;
 
 /// Refuses a setting that cannot work.
@@ -45,7 +44,7 @@ bool settings_work(const qel_aec_cfg& cfg) {
 }
 
 /// Copies the sub-configurations and gives them the canceller's frame size; all else stays as it
-/// stands there, the derived number of muted frames included.
+/// stands there, the derived number of muted frames included. Renaming it changes its messages.
 void fit_sub_configurations(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
     aec->nlp_cfg = cfg.nlp;
@@ -116,7 +115,7 @@ bool make_parts(qel_aec* aec) {
 bool reference_active(qel_aec* aec) {
     if (!aec->frame_vad) return true;
     const auto n = static_cast<uint32_t>(aec->cfg->frame_size);
-    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == kSpeech;
+    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == qel::kSpeech;
 }
 
 }  // namespace
@@ -161,12 +160,13 @@ void _g_module_aec() { qel::register_module(kVersion); }
 
 qel_aec* qel_aec_new(const qel_aec_cfg* cfg) {
     if (!cfg || !settings_work(*cfg)) return nullptr;
-    auto* aec = qel::make_zeroed<qel_aec>().release();
+    auto* aec = qel::make_zeroed<qel::Instance>().release();
     if (aec) {
         aec->cfg = cfg;
         fit_sub_configurations(aec);
         if (make_parts(aec)) {
             qel_aec_init(aec);
+            qel::start_meter(aec);
             if (aec->fft.plan) return aec;
         }
     }
@@ -194,6 +194,7 @@ void qel_aec_init(qel_aec* aec) {
 
 void qel_aec_reset(qel_aec* aec) {
     qel_aec_init(aec);
+    qel::start_meter(aec);
     if (aec->nlp) qel_aec_nlp_init(aec->nlp);
     qel_svad_reset(aec->ref_vad);
     qel_svad_reset(aec->frame_vad);
@@ -253,7 +254,12 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
         // The frame before, so that both paths are one frame late.
         if (!active) qel::to_samples(pass, aec->out->data, n);
     }
+    const int32_t muted = aec->mute ? aec->mute->count : 0;
     if (active) qel_aec_process(aec);
+    const bool mutes = aec->mute && aec->mute->count != muted;
+    qel::measure_frame(aec, !active ? qel::Path::kBypassed
+                            : mutes ? qel::Path::kMuted
+                                    : qel::Path::kProcessed);
     return qel_string_append(aec->output, aec->out->data, 2 * static_cast<uint32_t>(n));
 }
 
