@@ -1,11 +1,19 @@
 // The suppressor's filter bank and its helpers, and the start-up mute.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cmath>
 
-#include "qel/spu/aec/qel_aec.h"
+#include "tests/support/canceller.hpp"
 
 namespace {
+
+float* floats(const qel_vector_union& u) { return static_cast<qel_vector_float32*>(u.vec)->data; }
+
+/// A second of echo and near end.
+void feed_call(Canceller& canceller) {
+    const Signal ref = speech(1, 16384, 16000, 2000);
+    canceller.feed(to_pcm(echo(ref, 1e9, {0.5}) + speech(2, ref.size(), 16000, 900)), to_pcm(ref));
+}
 
 TEST(AecNlp, PutsBinsBetweenTwoBarkBands) {
     const struct {
@@ -24,15 +32,22 @@ TEST(AecNlp, PutsBinsBetweenTwoBarkBands) {
         cfg.nb_banks = static_cast<int16_t>(c.bands);
         qel_aec_nlp_cfg_update(&cfg);
         qel_aec_nlp* nlp = qel_aec_nlp_new(&cfg);
-        const auto weight = [&c](const qel_vector_union& u) {
-            return static_cast<const qel_vector_float32*>(u.vec)->data[c.bin];
-        };
+        const auto weight = [&c](const qel_vector_union& u) { return floats(u)[c.bin]; };
         EXPECT_EQ(nlp->band_left->data[c.bin], c.left) << c.frame << ' ' << c.bin;
         EXPECT_EQ(nlp->band_right->data[c.bin], c.left + 1) << c.frame << ' ' << c.bin;
         EXPECT_NEAR(weight(nlp->weight_right), c.right_weight, c.tolerance) << c.frame;
         EXPECT_NEAR(weight(nlp->weight_left), 1 - c.right_weight, c.tolerance) << c.frame;
         qel_aec_nlp_delete(nlp);
     }
+}
+
+TEST(AecNlp, CountersStop) {
+    Canceller canceller({}, [](qel_aec_cfg& cfg) { cfg.mute.mute_time = 1e9f; });
+    canceller.get()->nlp->adapt_count = 19990;
+    canceller.get()->mute->count = 65533;
+    feed_call(canceller);
+    EXPECT_EQ(canceller.get()->nlp->adapt_count, 20000);
+    EXPECT_EQ(canceller.stats().muted, 2u) << "its counter holds 65535";
 }
 
 TEST(AecNlp, WhiteNoiseFillsItsRangeInThousandths) {
