@@ -70,8 +70,8 @@ RECORD(12, 12, qel_framing_cfg, mtype, frame_len, bit_extends, use_16bit, use_24
 RECORD(80, 44, qel_framing_frame, hoard_link, queue_link, samples, windowed, judged, owner, release,
        sequence, reserved, tag);
 RECORD(136, 76, qel_framing, cfg, pool, buffer, ready, counter);
-RECORD(40, 20, qel_sigp_frame, hoard_link, queue_link, samples);
-RECORD(128, 76, qel_sigp_frame_separator, pool, buffer, ready, frame_len, frame_bytes);
+RECORD(48, 24, qel_sigp_frame, hoard_link, queue_link, samples, sequence);
+RECORD(136, 80, qel_sigp_frame_separator, pool, buffer, ready, frame_len, frame_bytes, counter);
 RECORD(28, 28, qel_svad_cfg, framing, frame_len, spe2sil_num, sil2spe_num, amp_thresh);
 RECORD(64, 36, qel_svad, cfg, framing, window, frames, state, quiet_run, loud_run);
 

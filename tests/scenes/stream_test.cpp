@@ -6,6 +6,7 @@
 
 #include "tests/support/canceller.hpp"
 #include "tests/support/failing_alloc.hpp"
+#include "tests/support/log_capture.hpp"
 #include "tests/support/signals.hpp"
 
 namespace {
@@ -125,6 +126,34 @@ TEST(Stream, ComfortNoiseForgetsTheFrameBefore) {
     srand(1);
     EXPECT_EQ(canceller.feed(loud, loud), first);
     EXPECT_NE(canceller.feed(loud, loud), first);
+}
+
+TEST(Stream, ALostFrameTakesItsPartnerAlong) {
+    const Call c = call(31, 12);
+    // A call of three frames needs memory for two of each signal, a record and its samples each.
+    const struct {
+        int allowed, refused;
+        size_t lost, count;  // pairs of that call
+    } cases[] = {{0, 1, 1, 1}, {3, 1, 2, 1}, {4, 1, 1, 1}, {7, 1, 2, 1}, {2, 2, 1, 2}};
+    for (const auto& l : cases) {
+        const auto without = [&l](Pcm x) {
+            const auto from = x.begin() + static_cast<ptrdiff_t>(l.lost * kFrame);
+            x.erase(from, from + static_cast<ptrdiff_t>(l.count * kFrame));
+            return x;
+        };
+        const Pcm want = Canceller().feed(without(c.mic), without(c.ref));
+        for (const uint32_t counted : {0u, UINT32_MAX - 2}) {
+            const LogCapture log;
+            Canceller canceller;
+            canceller.get()->mic_sep->counter = canceller.get()->ref_sep->counter = counted;
+            FailingAlloc refuse(l.allowed, l.refused);
+            Pcm have = canceller.feed(part(c.mic, 0, 3 * kFrame), part(c.ref, 0, 3 * kFrame));
+            const Pcm rest = canceller.feed(part(c.mic, 3 * kFrame, c.mic.size()),
+                                            part(c.ref, 3 * kFrame, c.ref.size()));
+            have.insert(have.end(), rest.begin(), rest.end());
+            EXPECT_EQ(have, want) << l.allowed << ' ' << counted;
+        }
+    }
 }
 
 TEST(Stream, AllocatesNothingAfterTheFirstFrame) {

@@ -9,6 +9,7 @@
 #include "qel/core/qel_version.hpp"
 #include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
 using qel::floats;
@@ -87,6 +88,21 @@ void for_each_vector(qel_aec* aec, Fn fn) {
     fn(&aec->weights, 2 * history);
 }
 
+/// A separator of the canceller's frames that already has one, so that a feed of one frame needs no
+/// memory; null when memory runs out.
+qel_sigp_frame_separator* make_separator(const qel_aec_cfg& cfg) {
+    const auto frame = static_cast<uint32_t>(cfg.frame_size);
+    qel_sigp_frame_separator* sep = qel_sigp_frame_separator_new(frame);
+    if (!sep) return nullptr;
+    if (cfg.use_hdr) sep->frame_bytes = 4 * frame;
+    if (void* first = qel_hoard_pop(&sep->pool)) {
+        qel_hoard_push(&sep->pool, first);
+        return sep;
+    }
+    qel_sigp_frame_separator_delete(sep);
+    return nullptr;
+}
+
 /// Makes everything the instance owns; false when memory runs out.
 bool make_parts(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
@@ -103,12 +119,26 @@ bool make_parts(qel_aec* aec) {
                (aec->frame_vad = qel_svad_new(&cfg.vad[1]));
     }
     if (cfg.use_mute) made = made && (aec->mute = qel_aec_mute_new(&aec->mute_cfg));
-    made = made && (aec->mic_sep = qel_sigp_frame_separator_new(frame)) &&
-           (aec->ref_sep = qel_sigp_frame_separator_new(frame));
-    if (made && cfg.use_hdr) {
-        for (auto* sep : {aec->mic_sep, aec->ref_sep}) sep->frame_bytes = 4 * frame;
-    }
+    made = made && (aec->mic_sep = make_separator(cfg)) && (aec->ref_sep = make_separator(cfg));
     return made && (aec->output = qel_string_new(nullptr, std::max(kOutputBytes, 2 * frame)));
+}
+
+/// Takes the next frame of each signal; false if one has none. A frame whose partner was lost for
+/// want of memory is dropped, or the signals would be out of step from then on.
+bool pop_pair(qel_aec* aec, qel_sigp_frame** frames) {
+    qel_sigp_frame_separator *mic = aec->mic_sep, *ref = aec->ref_sep;
+    while (mic->ready.count > 0 && ref->ready.count > 0) {
+        const uint32_t ahead = qel::frame_of<qel_sigp_frame>(mic->ready.head)->sequence -
+                               qel::frame_of<qel_sigp_frame>(ref->ready.head)->sequence;
+        if (ahead == 0) {
+            frames[0] = qel_sigp_frame_separator_pop(mic);
+            frames[1] = qel_sigp_frame_separator_pop(ref);
+            return true;
+        }
+        auto* behind = static_cast<int32_t>(ahead) > 0 ? ref : mic;  // the numbers wrap
+        qel_sigp_frame_separator_push(behind, qel_sigp_frame_separator_pop(behind));
+    }
+    return false;
 }
 
 /// The reference's verdict; without a detector every reference is active.
@@ -227,9 +257,8 @@ const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes,
     qel_string_assign(aec->output, nullptr, 0);  // unlike a reset it zeroes no storage
 
     int32_t result = 0;
-    while (result == 0 && aec->mic_sep->ready.count > 0 && aec->ref_sep->ready.count > 0) {
-        qel_sigp_frame* const frames[] = {qel_sigp_frame_separator_pop(aec->mic_sep),
-                                          qel_sigp_frame_separator_pop(aec->ref_sep)};
+    qel_sigp_frame* frames[2];
+    while (result == 0 && pop_pair(aec, frames)) {
         result = qel_aec_feed(aec, frames);
         qel_sigp_frame_separator_push(aec->mic_sep, frames[0]);
         qel_sigp_frame_separator_push(aec->ref_sep, frames[1]);
