@@ -156,18 +156,6 @@ TEST(Stream, ALostFrameTakesItsPartnerAlong) {
     }
 }
 
-TEST(Stream, AllocatesNothingAfterTheFirstFrame) {
-    const Pcm loud = to_pcm(white_noise(24, 40 * 2048, 9000));
-    for (const int frame : {160, 512, 2048}) {
-        Canceller canceller({.frame = frame}, with_mute);
-        const Pcm first = part(loud, 0, static_cast<size_t>(frame));
-        canceller.feed(first, first);
-        FailingAlloc count(INT64_MAX, 0);
-        canceller.feed(loud, loud, 2 * first.size());
-        EXPECT_EQ(FailingAlloc::count(), 0) << frame;
-    }
-}
-
 TEST(Stream, RecoversFromWhateverItHeard) {
     const Call c = call(25, 120);
     const size_t second = kSecond / kFrame * kFrame;
