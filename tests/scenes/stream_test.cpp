@@ -92,6 +92,29 @@ TEST(Stream, SamplesOf32BitsAreScaledTo16) {
     EXPECT_EQ(wide.feed(mic, ref, 1000), Canceller().feed(c.mic, c.ref));
 }
 
+TEST(Stream, LoudSamplesOf32BitsDoNotDeafenItForEver) {
+    // A filter that learned a loud echo of a soft reference meets a loud one.
+    Signal ref = speech(1, 8 * kSecond, kSecond, 3000);
+    for (size_t i = 0; i < 2 * kSecond; ++i) ref[i] *= i < kSecond ? 10 : 11000;
+    Signal mic = echo(ref, 1e18, room_response(2, 0.01, 0.05, kSecond));
+    for (size_t i = 0; i < kSecond; ++i) mic[i] *= 1100;
+    std::vector<int32_t> wide[2];
+    for (const bool is_ref : {false, true}) {
+        for (const double v : is_ref ? ref : mic) {
+            const double limited = std::clamp(16 * v, -2147483648.0, 2147483647.0);
+            wide[is_ref].push_back(static_cast<int32_t>(limited));
+        }
+    }
+    for (const int16_t gain : {12, 24}) {
+        Canceller canceller({}, [gain](qel_aec_cfg& cfg) {
+            cfg.use_hdr = 1;
+            cfg.hdr_gain_db = gain;
+        });
+        canceller.feed(wide[0], wide[1]);
+        EXPECT_GT(canceller.stats().smoothed.reduction_db, 25) << gain;
+    }
+}
+
 TEST(Stream, ComfortNoiseFillsExactlyTheFirst31ProcessedFrames) {
     const size_t bypassed = 5, muted = 31;
     // Twice the frame, in the main section alone: as many frames, each filled.

@@ -83,7 +83,8 @@ void bins_from_bands(const qel_aec_nlp& nlp, const float* bands, float* bins) {
                            floats(nlp.weight_left), floats(nlp.weight_right), nlp.cfg->fft_bins);
 }
 
-/// Follows the share of the echo estimate that is still in the error.
+/// Follows the share of the echo estimate that is still in the error. A frame whose sums are not
+/// finite (32-bit samples can be so loud) teaches nothing: what lodged here would stay.
 void update_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
     const qel_aec_nlp_cfg& cfg = *nlp->cfg;
     const float* error = floats(aec.post_power);
@@ -100,15 +101,18 @@ void update_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
         const float d_echo = echo[j] - echo_avg[j];
         pey += d_error * d_echo;
         pyy += d_echo * d_echo;
+    }
+    if (!std::isfinite(see) || !std::isfinite(syy)) return;
+    for (int32_t j = 0; j < cfg.fft_bins; ++j) {
         error_avg[j] = frame_time * error[j] + (1.0f - frame_time) * error_avg[j];
         echo_avg[j] = frame_time * echo[j] + (1.0f - frame_time) * echo_avg[j];
     }
 
+    // An error of exactly zero (a digitally silent microphone) tells nothing about the leak.
+    if (!(see > 0.0f) || !std::isfinite(pey) || !std::isfinite(pyy)) return;
+    const float alpha = std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see;
     pyy = std::sqrt(pyy);
     pey /= pyy;
-    // An error of exactly zero (a digitally silent microphone) tells nothing about the leak.
-    const float alpha =
-        see > 0.0f ? std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see : 0.0f;
     nlp->pyy = std::max(1.0f, alpha * pyy + (1.0f - alpha) * nlp->pyy);
     nlp->pey = alpha * pey + (1.0f - alpha) * nlp->pey;
     nlp->pey = std::min(std::max(nlp->pey, nlp->min_leak * nlp->pyy), nlp->pyy);
@@ -167,8 +171,7 @@ void update_gain_floor(qel_aec_nlp* nlp, float speech) {
     const int32_t bins = nlp->cfg->fft_bins, bands = nlp->cfg->nb_banks;
     const float* echo = floats(nlp->echo_noise) + bins;
     float* floor = floats(nlp->gain_floor);
-    // Without scratch the floor's own band values, which nothing else reads, serve as well.
-    float* band_floor = nlp->scratch ? nlp->scratch : floor + bins;
+    float* band_floor = floor + bins;
     const float db = speech * static_cast<float>(nlp->echo_suppress_active) +
                      (1.0f - speech) * static_cast<float>(nlp->echo_suppress);
     const float echo_floor = std::exp(0.2302585f * db);
@@ -328,6 +331,7 @@ qel_aec_nlp* qel_aec_nlp_new(const qel_aec_nlp_cfg* cfg) {
         return nullptr;
     }
     nlp->scratch = qel::make_zeroed<float>(static_cast<size_t>(cfg->nb_banks)).release();
+    // The bands find room in the vectors. The message is still what a host may wait for.
     if (!nlp->scratch) std::puts("ptmpbuf alloc fail.");
     qel_aec_nlp_init(nlp.get());
     return nlp.release();

@@ -1,5 +1,5 @@
 // The suppressor's filter bank and its helpers, and the start-up mute.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 
@@ -38,6 +38,38 @@ TEST(AecNlp, PutsBinsBetweenTwoBarkBands) {
         EXPECT_NEAR(weight(nlp->weight_right), c.right_weight, c.tolerance) << c.frame;
         EXPECT_NEAR(weight(nlp->weight_left), 1 - c.right_weight, c.tolerance) << c.frame;
         qel_aec_nlp_delete(nlp);
+    }
+}
+
+TEST(AecNlp, KeepsItsEstimatesWhereTheyAreRead) {
+    Canceller canceller;
+    feed_call(canceller);
+    const qel_aec& aec = *canceller.get();
+    const qel_aec_measures now = canceller.stats().frame;
+    EXPECT_FLOAT_EQ(floats(aec.nlp->residual)[9], now.leak * floats(aec.echo_power)[9]);
+    // Of each band: what the probability of speech asks for, less where there is hardly an echo.
+    const float *floor = floats(aec.nlp->gain_floor), *echo = floats(aec.nlp->echo_noise) + 513;
+    const double most = std::pow(10, (-40 + 25 * now.speech) / 20);
+    for (int b = 0; b < 24; ++b)
+        EXPECT_NEAR(floor[513 + b], most / std::sqrt(1 + 1 / echo[b]), 1e-6) << b;
+    EXPECT_EQ(floor[0], floor[513]) << "the first bin lies in the first band";
+}
+
+TEST(AecNlp, AFrameThatIsNotFiniteTeachesNothing) {
+    const float huge = 1e25f;  // its square is not finite
+    for (const float power : {NAN, INFINITY, huge}) {
+        Canceller canceller;
+        feed_call(canceller);
+        qel_aec_nlp& nlp = *canceller.get()->nlp;
+        const float pey = nlp.pey, pyy = nlp.pyy, average = floats(nlp.echo_avg)[0];
+        std::vector<float> noise(floats(nlp.echo_noise), floats(nlp.echo_noise) + 513);
+        for (float& v : noise) v *= 0.6f;
+        floats(canceller.get()->echo_power)[0] = power;
+        qel_aec_nlp_process(canceller.get());
+        EXPECT_EQ(nlp.pey, pey) << power;
+        EXPECT_EQ(nlp.pyy, pyy) << power;
+        EXPECT_EQ(floats(nlp.echo_avg)[0], power == huge ? 0.032f * huge : average);
+        EXPECT_THAT(noise, testing::ElementsAreArray(floats(nlp.echo_noise), 513)) << power;
     }
 }
 
