@@ -7,6 +7,7 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/core/qel_version.hpp"
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/frames.hpp"
@@ -256,6 +257,7 @@ const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes,
     qel_sigp_frame_separator_feed(aec->ref_sep, ref, ref_bytes, flags);
     qel_string_assign(aec->output, nullptr, 0);  // unlike a reset it zeroes no storage
 
+    const qel::FlushSubnormals guard;
     int32_t result = 0;
     qel_sigp_frame* frames[2];
     while (result == 0 && pop_pair(aec, frames)) {
@@ -268,6 +270,7 @@ const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes,
 }
 
 int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
+    const qel::FlushSubnormals guard;
     const qel_aec_cfg& cfg = *aec->cfg;
     const int32_t n = cfg.frame_size;
     float* mic = floats(aec->mic);

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "qel/core/internal.hpp"
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
 #include "qel/spu/sigp/keys.hpp"
@@ -361,6 +362,7 @@ void qel_aec_nlp_delete(qel_aec_nlp* nlp) {
 }
 
 int32_t qel_aec_nlp_process(qel_aec* aec) {
+    const qel::FlushSubnormals guard;
     qel_aec_nlp* nlp = aec->nlp;
     if (nlp->adapt_count < kMaxAdaptCount) ++nlp->adapt_count;
     update_leak(nlp, *aec);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/neon/products.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
@@ -216,6 +217,7 @@ void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* o
 }  // namespace qel
 
 int32_t qel_aec_process(qel_aec* aec) {
+    const qel::FlushSubnormals guard;
     analyse(aec);
     update_norm(aec);
     update_reference(aec);

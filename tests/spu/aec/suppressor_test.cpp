@@ -1,6 +1,7 @@
 // The suppressor's filter bank and its helpers, and the start-up mute.
 #include <gmock/gmock.h>
 
+#include <cfenv>
 #include <cmath>
 
 #include "tests/support/canceller.hpp"
@@ -70,6 +71,30 @@ TEST(AecNlp, AFrameThatIsNotFiniteTeachesNothing) {
         EXPECT_EQ(nlp.pyy, pyy) << power;
         EXPECT_EQ(floats(nlp.echo_avg)[0], power == huge ? 0.032f * huge : average);
         EXPECT_THAT(noise, testing::ElementsAreArray(floats(nlp.echo_noise), 513)) << power;
+    }
+}
+
+TEST(AecNlp, NoStateStaysSubnormal) {
+    Canceller canceller({.vad = false});
+    feed_call(canceller);
+    const Pcm silence(20 * 16000);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    canceller.feed(silence, silence, 1024);
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0) << "the caller's flags";
+    const volatile float tiny = 1e-40f;
+    EXPECT_GT(tiny * 0.5f, 0) << "the caller's mode";
+    const qel_aec& aec = *canceller.get();
+    // In both records these vectors lie side by side.
+    const std::pair<const qel_vector_union*, const qel_vector_union*> all[] = {
+        {&aec.window, &aec.post_error}, {&aec.nlp->weight_left, &aec.nlp->overlap}};
+    for (auto [u, last] : all) {
+        for (; u <= last; ++u) {
+            const auto* vec = static_cast<const qel_vector_float32*>(u->vec);
+            EXPECT_EQ(std::count_if(vec->data, vec->data + vec->len,
+                                    [](float v) { return std::fpclassify(v) == FP_SUBNORMAL; }),
+                      0)
+                << last - u << " before the last";
+        }
     }
 }
 
