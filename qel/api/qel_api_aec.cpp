@@ -133,12 +133,22 @@ void qel_api_aec_delete(qel_api_aec_t* api) {
     std::free(api);
 }
 
-void qel_api_aec_reset(qel_api_aec_t* api) { qel_aec_reset(api->aec); }
+void qel_api_aec_reset(qel_api_aec_t* api) {
+    if (api != nullptr) qel_aec_reset(api->aec);
+}
 
 const char* qel_api_aec_feed_data(qel_api_aec_t* api, const void* mic, uint32_t mic_bytes,
                                   const void* ref, uint32_t ref_bytes, uintptr_t is_end,
                                   uint32_t* out_bytes) {
+    if (api == nullptr) {
+        if (out_bytes != nullptr) *out_bytes = 0;
+        return nullptr;
+    }
     return qel_aec_feed_data(api->aec, mic, mic_bytes, ref, ref_bytes, is_end, out_bytes);
+}
+
+int32_t qel_api_aec_get_stats(const qel_api_aec_t* api, qel_aec_stats* stats) {
+    return api != nullptr ? qel_aec_get_stats(api->aec, stats) : -1;
 }
 
 const char* qel_api_aec_get_version(void) { return qel_aec_get_version(); }

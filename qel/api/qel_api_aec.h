@@ -7,6 +7,7 @@
 #include "qel/core/qel_export.h"
 #include "qel/spu/aec/qel_aec.h"
 #include "qel/spu/aec/qel_aec_cfg.h"
+#include "qel/spu/aec/qel_aec_stats.h"
 
 QEL_BEGIN_DECLS
 
@@ -45,14 +46,19 @@ QEL_API const char* qel_api_aec_last_error(void);
 /// Releases the canceller, its configuration and the handle; null is accepted.
 QEL_API void qel_api_aec_delete(qel_api_aec_t* api);
 
-/// Returns the canceller to the state after qel_api_aec_new().
+/// Returns the canceller to the state after qel_api_aec_new(); a null handle does nothing.
 QEL_API void qel_api_aec_reset(qel_api_aec_t* api);
 
 /// Feeds bytes of both signals and returns the output they complete, possibly none, valid until
-/// the next feed or reset; see qel_aec_feed_data(). `out_bytes` may be null.
+/// the next feed or reset; see qel_aec_feed_data(). `out_bytes` may be null. A null handle gives
+/// null and no bytes.
 QEL_API const char* qel_api_aec_feed_data(qel_api_aec_t* api, const void* mic, uint32_t mic_bytes,
                                           const void* ref, uint32_t ref_bytes, uintptr_t is_end,
                                           uint32_t* out_bytes);
+
+/// What the canceller did since it was made or last reset; see qel_aec_get_stats(). Returns 0, or
+/// -1 for a null argument.
+QEL_API int32_t qel_api_aec_get_stats(const qel_api_aec_t* api, qel_aec_stats* stats);
 
 /// "spu/aec v1.0.8".
 QEL_API const char* qel_api_aec_get_version(void);

@@ -54,6 +54,8 @@ RECORD(560, 308, qel_aec, cfg, nlp, mute, ref_vad, frame_vad, norm_gain, delta_f
 RECORD(144, 132, qel_aec_cfg, nlp, mute, vad, type, md_type, hdr_gain_db, freqs, frame_size, taps,
        offset_bins, nb_banks, fft_size, fft_bins, num_bank, use_nlp, use_vad, use_bypass, use_hdr,
        use_mute, flags_spare, cfg_tree);
+RECORD(24, 24, qel_aec_measures, mic_db, ref_db, out_db, leak, speech, reduction_db);
+RECORD(72, 72, qel_aec_stats, bypassed, muted, processed, frame, smoothed);
 RECORD(24, 24, qel_aec_mute_cfg, md_type, freqs, frame_size, num_states, mute_frames, noise_gain,
        mute_time);
 RECORD(64, 32, qel_aec_mute, cfg, count, white, noise, states);
@@ -68,8 +70,8 @@ RECORD(12, 12, qel_framing_cfg, mtype, frame_len, bit_extends, use_16bit, use_24
 RECORD(80, 44, qel_framing_frame, hoard_link, queue_link, samples, windowed, judged, owner, release,
        sequence, reserved, tag);
 RECORD(136, 76, qel_framing, cfg, pool, buffer, ready, counter);
-RECORD(40, 20, qel_sigp_frame, hoard_link, queue_link, samples);
-RECORD(128, 76, qel_sigp_frame_separator, pool, buffer, ready, frame_len, frame_bytes);
+RECORD(48, 24, qel_sigp_frame, hoard_link, queue_link, samples, sequence);
+RECORD(136, 80, qel_sigp_frame_separator, pool, buffer, ready, frame_len, frame_bytes, counter);
 RECORD(28, 28, qel_svad_cfg, framing, frame_len, spe2sil_num, sil2spe_num, amp_thresh);
 RECORD(64, 36, qel_svad, cfg, framing, window, frames, state, quiet_run, loud_run);
 

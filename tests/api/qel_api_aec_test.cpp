@@ -42,6 +42,11 @@ TEST(ApiAec, ConfigurationFileDecides) {
     }
     EXPECT_EQ(qel_api_aec_new(nullptr, 0), nullptr);
     EXPECT_STREQ(qel_api_aec_get_version(), "spu/aec v1.0.8");
+    uint32_t bytes = 9;
+    EXPECT_EQ(qel_api_aec_feed_data(nullptr, "", 0, "", 0, 0, &bytes), nullptr);
+    EXPECT_EQ(bytes, 0u);
+    EXPECT_EQ(qel_api_aec_get_stats(nullptr, nullptr), -1);
+    qel_api_aec_reset(nullptr);
 }
 
 // What is lost on the way out, the leak checker finds.
@@ -66,6 +71,9 @@ TEST(ApiAec, MemoryRefusedAnywhereGivesNullOrAWorkingHandle) {
             out = qel_api_aec_feed_data(api, &mic[511], 2, &silence[511], 2, 0, &bytes);
             ASSERT_EQ(bytes, 1024u);
             EXPECT_EQ(out[0], frame == 0 ? 0 : 7);  // one frame behind
+            qel_aec_stats stats = {};
+            EXPECT_EQ(qel_api_aec_get_stats(api, &stats), 0);
+            EXPECT_EQ(stats.bypassed, 1u + static_cast<unsigned>(frame));
             if (frame == 1) qel_api_aec_reset(api);
         }
         qel_api_aec_delete(api);

@@ -110,8 +110,10 @@ TEST(SvadStream, SurvivesRefusedMemory) {
         fed = det ? qel_svad_feed_data(det.get(), kBytes, 8, 0) : -1;
         EXPECT_EQ(fed == 0, FailingAlloc::count() == allowed) << allowed;
         if (!det || fed == 0) continue;
+        const uint32_t lost = det->framing ? 1 : 0;  // a frame that has its number all the same
         EXPECT_EQ(qel_svad_feed_data(det.get(), kBytes, 8, 0), 0) << allowed;
         EXPECT_EQ(det->framing->pool.used_q.count, det->frames.count) << allowed;
+        EXPECT_EQ(qel::frame_of<qel_framing_frame>(det->frames.head)->sequence, 1 + lost);
     }
     EXPECT_TRUE(log.has("[W] qel_svad:qel_svad_feed_data:136: feed svad failed.")) << log.text();
 }

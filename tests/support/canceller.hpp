@@ -3,16 +3,23 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <span>
 
 #include "qel/math/fft/qel_fft.h"
 #include "qel/math/vector/qel_vector.h"
-#include "qel/spu/aec/qel_aec.h"
+#include "qel/spu/aec/qel_aec_stats.h"
 #include "tests/support/reference_aec.hpp"
+#include "tests/support/signals.hpp"
+
+/// For the configuration of a Canceller: a start-up mute of one second.
+inline void with_mute(qel_aec_cfg& cfg) { cfg.mute.mute_time = 1; }
 
 class Canceller {
   public:
-    explicit Canceller(const AecSettings& settings = {}, float mute_seconds = 0, bool hdr = false) {
+    /// Without a mute; `adjust` has the last word on the configuration.
+    explicit Canceller(const AecSettings& settings = {},
+                       const std::function<void(qel_aec_cfg&)>& adjust = {}) {
         qel_fft_init_module();
         qel_vector_init_module();
         qel_aec_cfg_init(&cfg_);
@@ -22,10 +29,10 @@ class Canceller {
         cfg_.taps = static_cast<int16_t>(settings.taps);
         cfg_.nb_banks = cfg_.nlp.nb_banks = static_cast<int16_t>(settings.banks);
         cfg_.offset_bins = static_cast<int16_t>(settings.offset);
-        cfg_.mute.mute_time = mute_seconds;
+        cfg_.mute.mute_time = 0;
         cfg_.use_nlp = settings.nlp;
         cfg_.use_vad = settings.vad;
-        cfg_.use_hdr = hdr;
+        if (adjust) adjust(cfg_);
         qel_aec_cfg_update(&cfg_, nullptr);
         aec_ = qel_aec_new(&cfg_);
     }
@@ -37,6 +44,11 @@ class Canceller {
 
     qel_aec* get() { return aec_; }
     void reset() { qel_aec_reset(aec_); }
+    qel_aec_stats stats() const {
+        qel_aec_stats stats;
+        qel_aec_get_stats(aec_, &stats);
+        return stats;
+    }
 
     /// Feeds both signals in pieces of at most `chunk` bytes; `end` goes with the last piece.
     template <class Sample>

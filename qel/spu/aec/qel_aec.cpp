@@ -10,9 +10,11 @@
 #include "qel/core/internal.hpp"
 #include "qel/core/qel_version.hpp"
 #include "qel/core/reason.hpp"
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
 using qel::floats;
@@ -21,7 +23,6 @@ namespace {
 
 constexpr char kSource[] = "qel/spu/aec/qel_aec";
 constexpr char kVersion[] = "spu/aec v1.0.8";
-constexpr int32_t kSpeech = 1;
 constexpr uint32_t kOutputBytes = 1024;
 
 /// The value as its file has it, where `value` is what 16 bits kept of that; else `value` itself.
@@ -74,7 +75,7 @@ bool settings_work(const qel_aec_cfg& cfg) {
 }
 
 /// Copies the sub-configurations and gives them the canceller's frame size; all else stays as it
-/// stands there, the derived number of muted frames included.
+/// stands there, the derived number of muted frames included. Renaming it changes its messages.
 void fit_sub_configurations(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
     aec->nlp_cfg = cfg.nlp;
@@ -117,6 +118,21 @@ void for_each_vector(qel_aec* aec, Fn fn) {
     fn(&aec->weights, 2 * history);
 }
 
+/// A separator of the canceller's frames that already has one, so that a feed of one frame needs no
+/// memory; null when memory runs out.
+qel_sigp_frame_separator* make_separator(const qel_aec_cfg& cfg) {
+    const auto frame = static_cast<uint32_t>(cfg.frame_size);
+    qel_sigp_frame_separator* sep = qel_sigp_frame_separator_new(frame);
+    if (!sep) return nullptr;
+    if (cfg.use_hdr) sep->frame_bytes = 4 * frame;
+    if (void* first = qel_hoard_pop(&sep->pool)) {
+        qel_hoard_push(&sep->pool, first);
+        return sep;
+    }
+    qel_sigp_frame_separator_delete(sep);
+    return nullptr;
+}
+
 /// Makes everything the instance owns; false when memory runs out.
 bool make_parts(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
@@ -133,19 +149,33 @@ bool make_parts(qel_aec* aec) {
                (aec->frame_vad = qel_svad_new(&cfg.vad[1]));
     }
     if (cfg.use_mute) made = made && (aec->mute = qel_aec_mute_new(&aec->mute_cfg));
-    made = made && (aec->mic_sep = qel_sigp_frame_separator_new(frame)) &&
-           (aec->ref_sep = qel_sigp_frame_separator_new(frame));
-    if (made && cfg.use_hdr) {
-        for (auto* sep : {aec->mic_sep, aec->ref_sep}) sep->frame_bytes = 4 * frame;
-    }
+    made = made && (aec->mic_sep = make_separator(cfg)) && (aec->ref_sep = make_separator(cfg));
     return made && (aec->output = qel_string_new(nullptr, std::max(kOutputBytes, 2 * frame)));
+}
+
+/// Takes the next frame of each signal; false if one has none. A frame whose partner was lost for
+/// want of memory is dropped, or the signals would be out of step from then on.
+bool pop_pair(qel_aec* aec, qel_sigp_frame** frames) {
+    qel_sigp_frame_separator *mic = aec->mic_sep, *ref = aec->ref_sep;
+    while (mic->ready.count > 0 && ref->ready.count > 0) {
+        const uint32_t ahead = qel::frame_of<qel_sigp_frame>(mic->ready.head)->sequence -
+                               qel::frame_of<qel_sigp_frame>(ref->ready.head)->sequence;
+        if (ahead == 0) {
+            frames[0] = qel_sigp_frame_separator_pop(mic);
+            frames[1] = qel_sigp_frame_separator_pop(ref);
+            return true;
+        }
+        auto* behind = static_cast<int32_t>(ahead) > 0 ? ref : mic;  // the numbers wrap
+        qel_sigp_frame_separator_push(behind, qel_sigp_frame_separator_pop(behind));
+    }
+    return false;
 }
 
 /// The reference's verdict; without a detector every reference is active.
 bool reference_active(qel_aec* aec) {
     if (!aec->frame_vad) return true;
     const auto n = static_cast<uint32_t>(aec->cfg->frame_size);
-    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == kSpeech;
+    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == qel::kSpeech;
 }
 
 }  // namespace
@@ -190,12 +220,13 @@ void _g_module_aec() { qel::register_module(kVersion); }
 
 qel_aec* qel_aec_new(const qel_aec_cfg* cfg) {
     if (!cfg || !settings_work(*cfg)) return nullptr;
-    auto* aec = qel::make_zeroed<qel_aec>().release();
+    auto* aec = qel::make_zeroed<qel::Instance>().release();
     if (aec) {
         aec->cfg = cfg;
         fit_sub_configurations(aec);
         if (make_parts(aec)) {
             qel_aec_init(aec);
+            qel::start_meter(aec);
             if (aec->fft.plan) return aec;
         }
     }
@@ -224,6 +255,7 @@ void qel_aec_init(qel_aec* aec) {
 
 void qel_aec_reset(qel_aec* aec) {
     qel_aec_init(aec);
+    qel::start_meter(aec);
     if (aec->nlp) qel_aec_nlp_init(aec->nlp);
     qel_svad_reset(aec->ref_vad);
     qel_svad_reset(aec->frame_vad);
@@ -255,10 +287,10 @@ const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes,
     qel_sigp_frame_separator_feed(aec->ref_sep, ref, ref_bytes, flags);
     qel_string_assign(aec->output, nullptr, 0);  // unlike a reset it zeroes no storage
 
+    const qel::FlushSubnormals guard;
     int32_t result = 0;
-    while (result == 0 && aec->mic_sep->ready.count > 0 && aec->ref_sep->ready.count > 0) {
-        qel_sigp_frame* const frames[] = {qel_sigp_frame_separator_pop(aec->mic_sep),
-                                          qel_sigp_frame_separator_pop(aec->ref_sep)};
+    qel_sigp_frame* frames[2];
+    while (result == 0 && pop_pair(aec, frames)) {
         result = qel_aec_feed(aec, frames);
         qel_sigp_frame_separator_push(aec->mic_sep, frames[0]);
         qel_sigp_frame_separator_push(aec->ref_sep, frames[1]);
@@ -268,6 +300,7 @@ const char* qel_aec_feed_data(qel_aec* aec, const void* mic, uint32_t mic_bytes,
 }
 
 int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
+    const qel::FlushSubnormals guard;
     const qel_aec_cfg& cfg = *aec->cfg;
     const int32_t n = cfg.frame_size;
     float* mic = floats(aec->mic);
@@ -283,7 +316,12 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
         // The frame before, so that both paths are one frame late.
         if (!active) qel::to_samples(pass, aec->out->data, n);
     }
+    const int32_t muted = aec->mute ? aec->mute->count : 0;
     if (active) qel_aec_process(aec);
+    const bool mutes = aec->mute && aec->mute->count != muted;
+    qel::measure_frame(aec, !active ? qel::Path::kBypassed
+                            : mutes ? qel::Path::kMuted
+                                    : qel::Path::kProcessed);
     return qel_string_append(aec->output, aec->out->data, 2 * static_cast<uint32_t>(n));
 }
 

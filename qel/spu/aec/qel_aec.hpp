@@ -12,6 +12,36 @@ void _g_module_aec();
 
 namespace qel {
 
+/// How a frame left the canceller.
+enum class Path { kBypassed, kMuted, kProcessed };
+
+/// What is known of one frame, or of the frames so far; the signals by their mean square.
+struct Measures {
+    float mic, ref, out;
+    float leak, speech;  // estimates of the suppressor
+    float heard, left;   // of a processed frame's microphone, and of what it became
+};
+
+/// What qel_aec_get_stats() tells, before it is put into decibels.
+struct Meter {
+    uint64_t bypassed, muted, processed;
+    Measures frame, smoothed;
+    float rate;  // weight of a frame in `smoothed`
+};
+
+/// The private state of an instance, behind the record that callers see; qel_aec_new() makes it.
+struct Instance : qel_aec {
+    Meter meter;
+};
+
+inline Instance* instance_of(qel_aec* aec) { return static_cast<Instance*>(aec); }
+
+/// Forgets what was measured.
+void start_meter(qel_aec* aec);
+
+/// Measures the frame that left `out` by `path`.
+void measure_frame(qel_aec* aec, Path path);
+
 /// The elements of a float32 union.
 inline float* floats(const qel_vector_union& u) {
     return static_cast<qel_vector_float32*>(u.vec)->data;
@@ -45,6 +75,12 @@ void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst);
 
 /// Floats to 16-bit samples: truncated toward zero, wrapping.
 void to_samples(const float* src, int16_t* dst, int32_t n);
+
+/// The share of the echo estimate that the suppressor takes for residual echo, 0.01 to 1.
+float leak_share(const qel_aec_nlp& nlp);
+
+/// Probability, 0.1 to 0.999, that the suppressor's last frame holds near-end speech.
+float speech_probability(const qel_aec_nlp& nlp);
 
 /// Writes one comfort-noise frame of the mute's frame size to `out` and counts it; false, with
 /// nothing done, once mute_frames frames have been muted.

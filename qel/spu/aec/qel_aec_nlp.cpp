@@ -6,16 +6,17 @@
 #include <cstdio>
 
 #include "qel/core/internal.hpp"
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
+#include "qel/spu/svad/qel_svad.hpp"
 
 using qel::floats;
 
 namespace {
 
 constexpr char kSource[] = "qel/spu/aec/qel_aec_nlp";
-constexpr int32_t kSpeech = 1;
 constexpr int16_t kMaxAdaptCount = 20000;
 constexpr int32_t kSkippedBands = 6;  // at the low end, and one fewer at the high end, of the bands
                                       // whose SNR tells speech
@@ -83,8 +84,9 @@ void bins_from_bands(const qel_aec_nlp& nlp, const float* bands, float* bins) {
                            floats(nlp.weight_left), floats(nlp.weight_right), nlp.cfg->fft_bins);
 }
 
-/// The share of the echo estimate that is still in the error: 0.01 to 1.
-float estimate_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
+/// Follows the share of the echo estimate that is still in the error. A frame whose sums are not
+/// finite (32-bit samples can be so loud) teaches nothing: what lodged here would stay.
+void update_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
     const qel_aec_nlp_cfg& cfg = *nlp->cfg;
     const float* error = floats(aec.post_power);
     const float* echo = floats(aec.echo_power);
@@ -100,25 +102,27 @@ float estimate_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
         const float d_echo = echo[j] - echo_avg[j];
         pey += d_error * d_echo;
         pyy += d_echo * d_echo;
+    }
+    if (!std::isfinite(see) || !std::isfinite(syy)) return;
+    for (int32_t j = 0; j < cfg.fft_bins; ++j) {
         error_avg[j] = frame_time * error[j] + (1.0f - frame_time) * error_avg[j];
         echo_avg[j] = frame_time * echo[j] + (1.0f - frame_time) * echo_avg[j];
     }
-    pyy = std::sqrt(pyy);
-    pey /= pyy;
 
     // An error of exactly zero (a digitally silent microphone) tells nothing about the leak.
-    const float alpha =
-        see > 0.0f ? std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see : 0.0f;
+    if (!(see > 0.0f) || !std::isfinite(pey) || !std::isfinite(pyy)) return;
+    const float alpha = std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see;
+    pyy = std::sqrt(pyy);
+    pey /= pyy;
     nlp->pyy = std::max(1.0f, alpha * pyy + (1.0f - alpha) * nlp->pyy);
     nlp->pey = alpha * pey + (1.0f - alpha) * nlp->pey;
     nlp->pey = std::min(std::max(nlp->pey, nlp->min_leak * nlp->pyy), nlp->pyy);
-    const float leak = nlp->pey / nlp->pyy;
-    return leak > 0.5f ? 1.0f : static_cast<float>(nlp->leak_mult) * leak;
 }
 
 /// Residual echo in bins and bands: the leaked share of the echo estimate, falling off slowly.
-void update_echo_noise(qel_aec_nlp* nlp, const qel_aec& aec, float leak) {
+void update_echo_noise(qel_aec_nlp* nlp, const qel_aec& aec) {
     const int32_t bins = nlp->cfg->fft_bins;
+    const float leak = qel::leak_share(*nlp);
     const float* echo_power = floats(aec.echo_power);
     float* residual = floats(nlp->residual);
     float* echo = floats(nlp->echo_noise);
@@ -163,23 +167,12 @@ void update_snr(qel_aec_nlp* nlp) {
     for (int32_t i = bins; i < all; ++i) zeta[i] = 0.7f * zeta[i] + 0.3f * prior[i];
 }
 
-/// Probability, 0.1 to 0.999, that the frame holds near-end speech.
-float speech_probability(const qel_aec_nlp& nlp) {
-    const int32_t bands = nlp.cfg->nb_banks;
-    const float* zeta = floats(nlp.zeta) + nlp.cfg->fft_bins;
-    float sum = 0.0f;
-    for (int32_t b = kSkippedBands; b < bands - kSkippedBands + 1; ++b) sum += zeta[b];
-    const float mean = sum / static_cast<float>(bands - 2 * kSkippedBands + 1);
-    return 0.1f + 0.899f / (1.0f + 0.15f / mean);
-}
-
 /// Least gain of each bin, from the suppression in dB that the frame calls for.
 void update_gain_floor(qel_aec_nlp* nlp, float speech) {
     const int32_t bins = nlp->cfg->fft_bins, bands = nlp->cfg->nb_banks;
     const float* echo = floats(nlp->echo_noise) + bins;
     float* floor = floats(nlp->gain_floor);
-    // Without scratch the floor's own band values, which nothing else reads, serve as well.
-    float* band_floor = nlp->scratch ? nlp->scratch : floor + bins;
+    float* band_floor = floor + bins;
     const float db = speech * static_cast<float>(nlp->echo_suppress_active) +
                      (1.0f - speech) * static_cast<float>(nlp->echo_suppress);
     const float echo_floor = std::exp(0.2302585f * db);
@@ -260,7 +253,7 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
     if (cfg.use_mute && qel::mute_frame(aec->mute, floats(nlp->out))) return;
 
     const float* time = floats(nlp->time);
-    if (cfg.use_vad && aec->ref_vad->state != kSpeech) {
+    if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech) {
         time = floats(aec->mic_frame_win);  // a silent reference: the microphone, not suppressed
     } else {
         const float* gain = floats(nlp->gain2);
@@ -276,6 +269,24 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
 }
 
 }  // namespace
+
+namespace qel {
+
+float leak_share(const qel_aec_nlp& nlp) {
+    const float leak = nlp.pey / nlp.pyy;
+    return leak > 0.5f ? 1.0f : static_cast<float>(nlp.leak_mult) * leak;
+}
+
+float speech_probability(const qel_aec_nlp& nlp) {
+    const int32_t bands = nlp.cfg->nb_banks;
+    const float* zeta = floats(nlp.zeta) + nlp.cfg->fft_bins;
+    float sum = 0.0f;
+    for (int32_t b = kSkippedBands; b < bands - kSkippedBands + 1; ++b) sum += zeta[b];
+    const float mean = sum / static_cast<float>(bands - 2 * kSkippedBands + 1);
+    return 0.1f + 0.899f / (1.0f + 0.15f / mean);
+}
+
+}  // namespace qel
 
 int32_t qel_aec_nlp_cfg_init(qel_aec_nlp_cfg* cfg) {
     qel::set_defaults(qel::kNlpKeys, cfg);
@@ -315,6 +326,7 @@ qel_aec_nlp* qel_aec_nlp_new(const qel_aec_nlp_cfg* cfg) {
         return nullptr;
     }
     nlp->scratch = qel::make_zeroed<float>(static_cast<size_t>(cfg->nb_banks)).release();
+    // The bands find room in the vectors. The message is still what a host may wait for.
     if (!nlp->scratch) std::puts("ptmpbuf alloc fail.");
     qel_aec_nlp_init(nlp.get());
     return nlp.release();
@@ -344,12 +356,14 @@ void qel_aec_nlp_delete(qel_aec_nlp* nlp) {
 }
 
 int32_t qel_aec_nlp_process(qel_aec* aec) {
+    const qel::FlushSubnormals guard;
     qel_aec_nlp* nlp = aec->nlp;
     if (nlp->adapt_count < kMaxAdaptCount) ++nlp->adapt_count;
-    update_echo_noise(nlp, *aec, estimate_leak(nlp, *aec));
+    update_leak(nlp, *aec);
+    update_echo_noise(nlp, *aec);
     update_power(nlp, *aec);
     update_snr(nlp);
-    const float speech = speech_probability(*nlp);
+    const float speech = qel::speech_probability(*nlp);
     update_gain_floor(nlp, speech);
     update_band_gains(nlp, speech);
     update_bin_gains(nlp);

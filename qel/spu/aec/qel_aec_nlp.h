@@ -56,7 +56,7 @@ typedef struct qel_aec_nlp {
     qel_vector_union old_ps;        // bins + bands: smoothed speech power of earlier frames
     qel_vector_union zeta;          // bins + bands: smoothed a-priori SNR, bands only
     qel_vector_union overlap;       // frame_size: overlap memory of the synthesis
-    float* scratch;                 // bands; null when it could not be had
+    float* scratch;                 // bands, not used; null when it could not be had
 } qel_aec_nlp;
 
 /// Sets the defaults above; returns 0.

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/neon/products.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
@@ -9,8 +10,6 @@
 using qel::floats;
 
 namespace {
-
-constexpr int32_t kSpeech = 1;
 
 /// Windows the previous and the current frame into `dst`, then makes the current one the previous.
 void window_pair(const qel_aec& aec, float* hist, const float* frame, float* dst) {
@@ -40,7 +39,7 @@ void analyse(qel_aec* aec) {
     window_pair(*aec, floats(aec->mic_hist), floats(aec->mic), mic);
     forward_transform(aec, mic, floats(aec->mic_spec));
     const auto fft_size = static_cast<uint32_t>(cfg.fft_size);
-    if (!cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == kSpeech) {
+    if (!cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == qel::kSpeech) {
         forward_transform(aec, ref, floats(aec->ref_spec));
     } else {
         qel::clear(aec->ref_spec);
@@ -218,6 +217,7 @@ void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* o
 }  // namespace qel
 
 int32_t qel_aec_process(qel_aec* aec) {
+    const qel::FlushSubnormals guard;
     analyse(aec);
     update_norm(aec);
     update_reference(aec);

@@ -11,7 +11,9 @@
 namespace {
 
 constexpr char kSource[] = "qel/spu/frame/qel_frame";
-constexpr int32_t kPopLine = 184;            // line shown for a queue that lost its frames
+// Line shown for a queue that lost its frames, with the function's name: renaming qel_framing_pop()
+// changes the message.
+constexpr int32_t kPopLine = 184;
 constexpr uint32_t kMaxFrameLen = 1u << 27;  // the byte buffer's capacity has 31 bits
 constexpr uint32_t kTextLengthBits = 0xff;   // a boolean's length counts modulo 256, as ever
 

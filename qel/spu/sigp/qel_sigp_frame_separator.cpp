@@ -11,9 +11,12 @@ constexpr uint32_t kMaxFrameLen = 1u << 28;  // the byte buffer's capacity has 3
 
 /// The next frame of the stream into the queue, padded with zeros at the stream's end.
 void queue_frame(qel_sigp_frame_separator* sep, qel::ByteStream* stream) {
+    const uint32_t sequence = ++sep->counter;
     auto* frame = static_cast<qel_sigp_frame*>(qel_hoard_pop(&sep->pool));
     stream->take(frame ? frame->samples : nullptr, sep->frame_bytes);
-    if (frame) qel_queue_push_back(&sep->ready, &frame->queue_link);
+    if (!frame) return;
+    frame->sequence = sequence;
+    qel_queue_push_back(&sep->ready, &frame->queue_link);
 }
 
 }  // namespace
@@ -61,6 +64,7 @@ void qel_sigp_frame_separator_reset(qel_sigp_frame_separator* sep) {
     if (!sep) return;
     qel_string_reset(&sep->buffer, 0);
     sep->ready = {};
+    sep->counter = 0;
     qel_hoard_reset(&sep->pool);
 }
 

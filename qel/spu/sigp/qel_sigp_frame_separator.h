@@ -17,7 +17,8 @@ enum { QEL_SIGP_FEED_END = 0x01 };  // the stream ends here: pad what is left to
 typedef struct qel_sigp_frame {
     qel_queue_node hoard_link;  // first member: the pool knows the frame by this address
     qel_queue_node queue_link;
-    int16_t* samples;  // room for 4 * frame_len bytes, enough for 32-bit samples too
+    int16_t* samples;   // room for 4 * frame_len bytes, enough for 32-bit samples too
+    uint32_t sequence;  // private: counts the frames of the stream, the lost ones too
 } qel_sigp_frame;
 
 typedef struct qel_sigp_frame_separator {
@@ -26,6 +27,7 @@ typedef struct qel_sigp_frame_separator {
     qel_queue ready;       // whole frames, oldest first
     uint32_t frame_len;    // 16-bit samples per frame
     uint32_t frame_bytes;  // private: 2 * frame_len, or 4 * frame_len for 32-bit samples
+    uint32_t counter;      // private: frames cut since the last reset, modulo 2^32
 } qel_sigp_frame_separator;
 
 /// Makes a separator for frames of `frame_len` samples, 1 to 2^28; null for another length and
@@ -40,7 +42,7 @@ QEL_API void qel_sigp_frame_separator_reset(qel_sigp_frame_separator* sep);
 
 /// Adds `len` bytes, any number, and queues each frame they complete. With QEL_SIGP_FEED_END in
 /// `flags` what is left becomes one more frame, padded with zeros. When memory for a frame runs out
-/// its bytes are dropped (the pool logs it) and the stream goes on.
+/// its bytes are dropped (the pool logs it) and the stream goes on; the numbering shows the gap.
 QEL_API void qel_sigp_frame_separator_feed(qel_sigp_frame_separator* sep, const void* bytes,
                                            uint32_t len, uint32_t flags);
 

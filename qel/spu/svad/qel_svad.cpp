@@ -11,13 +11,16 @@
 #include "qel/spu/svad/keys.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
+using qel::kSpeech;
+
 namespace {
 
 constexpr char kSource[] = "qel/spu/svad/qel_svad";
-constexpr int32_t kResetLine = 98;  // lines shown for a queue that lost its frames
-constexpr int32_t kFeedLine = 136;  // and for a frame that could not be judged
+// Lines shown for a queue that lost its frames and for a frame that could not be judged. The names
+// of the functions that log them are shown too: renaming one changes its message.
+constexpr int32_t kResetLine = 98;
+constexpr int32_t kFeedLine = 136;
 constexpr int32_t kSilence = QEL_FRAMING_SILENCE;
-constexpr int32_t kSpeech = QEL_FRAMING_SPEECH;
 
 /// Mean absolute distance of `x` from its own mean, in the units of `x`.
 float deviation(std::span<const float> x) {

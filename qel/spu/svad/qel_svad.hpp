@@ -7,6 +7,9 @@
 
 namespace qel {
 
+/// State of a detector that hears something.
+constexpr int32_t kSpeech = QEL_FRAMING_SPEECH;
+
 /// qel_svad_judge() for a window of `n` samples.
 int32_t svad_judge_count(qel_svad* det, const float* samples, uint32_t n);
 

@@ -3,10 +3,13 @@
 
 #include <bit>
 #include <cmath>
+#include <complex>
 #include <cstring>
 #include <random>
 
+#include "qel/spu/aec/neon/products.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "tests/support/reference_dft.hpp"
 
 namespace {
 
@@ -54,6 +57,22 @@ TEST(AecSamples, BecomeFloatsAtAnyDepthAndAddress) {
             }
         }
         EXPECT_EQ(out[n], 77);
+    }
+}
+
+TEST(AecProducts, OfWholeRegistersEqualTheLoops) {
+    const auto x = random_values<float>(40, 1000), y = random_values<float>(40, 1);
+    const std::vector<float> z(x.rbegin(), x.rend());
+    const auto at = [](const auto& v, size_t k) { return std::complex(v[2 * k], v[2 * k + 1]); };
+    for (int n = 0; n < 20; ++n) {
+        auto sum = x, conj = x;
+        const int done = qel::neon::add_products(sum.data(), y.data(), z.data(), n);
+        qel::neon::add_conj_products(conj.data(), 0.4f, y.data(), z.data(), n);
+        for (size_t k = 0; k < 20; ++k) {
+            const float one = static_cast<int>(k) < done;
+            EXPECT_EQ(at(sum, k), at(x, k) + one * (at(y, k) * at(z, k))) << k << " of " << n;
+            EXPECT_EQ(at(conj, k), at(x, k) + one * 0.4f * (at(y, k) * std::conj(at(z, k)))) << k;
+        }
     }
 }
 

@@ -1,11 +1,20 @@
 // The suppressor's filter bank and its helpers, and the start-up mute.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <algorithm>
+#include <cfenv>
+#include <cmath>
 
-#include "qel/spu/aec/qel_aec.h"
+#include "tests/support/canceller.hpp"
 
 namespace {
+
+float* floats(const qel_vector_union& u) { return static_cast<qel_vector_float32*>(u.vec)->data; }
+
+/// A second of echo and near end.
+void feed_call(Canceller& canceller) {
+    const Signal ref = speech(1, 16384, 16000, 2000);
+    canceller.feed(to_pcm(echo(ref, 1e9, {0.5}) + speech(2, ref.size(), 16000, 900)), to_pcm(ref));
+}
 
 TEST(AecNlp, PutsBinsBetweenTwoBarkBands) {
     const struct {
@@ -24,15 +33,78 @@ TEST(AecNlp, PutsBinsBetweenTwoBarkBands) {
         cfg.nb_banks = static_cast<int16_t>(c.bands);
         qel_aec_nlp_cfg_update(&cfg);
         qel_aec_nlp* nlp = qel_aec_nlp_new(&cfg);
-        const auto weight = [&c](const qel_vector_union& u) {
-            return static_cast<const qel_vector_float32*>(u.vec)->data[c.bin];
-        };
+        const auto weight = [&c](const qel_vector_union& u) { return floats(u)[c.bin]; };
         EXPECT_EQ(nlp->band_left->data[c.bin], c.left) << c.frame << ' ' << c.bin;
         EXPECT_EQ(nlp->band_right->data[c.bin], c.left + 1) << c.frame << ' ' << c.bin;
         EXPECT_NEAR(weight(nlp->weight_right), c.right_weight, c.tolerance) << c.frame;
         EXPECT_NEAR(weight(nlp->weight_left), 1 - c.right_weight, c.tolerance) << c.frame;
         qel_aec_nlp_delete(nlp);
     }
+}
+
+TEST(AecNlp, KeepsItsEstimatesWhereTheyAreRead) {
+    Canceller canceller;
+    feed_call(canceller);
+    const qel_aec& aec = *canceller.get();
+    const qel_aec_measures now = canceller.stats().frame;
+    EXPECT_FLOAT_EQ(floats(aec.nlp->residual)[9], now.leak * floats(aec.echo_power)[9]);
+    // Of each band: what the probability of speech asks for, less where there is hardly an echo.
+    const float *floor = floats(aec.nlp->gain_floor), *echo = floats(aec.nlp->echo_noise) + 513;
+    const double most = std::pow(10, (-40 + 25 * now.speech) / 20);
+    for (int b = 0; b < 24; ++b)
+        EXPECT_NEAR(floor[513 + b], most / std::sqrt(1 + 1 / echo[b]), 1e-6) << b;
+    EXPECT_EQ(floor[0], floor[513]) << "the first bin lies in the first band";
+}
+
+TEST(AecNlp, AFrameThatIsNotFiniteTeachesNothing) {
+    const float huge = 1e25f;  // its square is not finite
+    for (const float power : {NAN, INFINITY, huge}) {
+        Canceller canceller;
+        feed_call(canceller);
+        qel_aec_nlp& nlp = *canceller.get()->nlp;
+        const float pey = nlp.pey, pyy = nlp.pyy, average = floats(nlp.echo_avg)[0];
+        std::vector<float> noise(floats(nlp.echo_noise), floats(nlp.echo_noise) + 513);
+        for (float& v : noise) v *= 0.6f;
+        floats(canceller.get()->echo_power)[0] = power;
+        qel_aec_nlp_process(canceller.get());
+        EXPECT_EQ(nlp.pey, pey) << power;
+        EXPECT_EQ(nlp.pyy, pyy) << power;
+        EXPECT_EQ(floats(nlp.echo_avg)[0], power == huge ? 0.032f * huge : average);
+        EXPECT_THAT(noise, testing::ElementsAreArray(floats(nlp.echo_noise), 513)) << power;
+    }
+}
+
+TEST(AecNlp, NoStateStaysSubnormal) {
+    Canceller canceller({.vad = false});
+    feed_call(canceller);
+    const Pcm silence(20 * 16000);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    canceller.feed(silence, silence, 1024);
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0) << "the caller's flags";
+    const volatile float tiny = 1e-40f;
+    EXPECT_GT(tiny * 0.5f, 0) << "the caller's mode";
+    const qel_aec& aec = *canceller.get();
+    // In both records these vectors lie side by side.
+    const std::pair<const qel_vector_union*, const qel_vector_union*> all[] = {
+        {&aec.window, &aec.post_error}, {&aec.nlp->weight_left, &aec.nlp->overlap}};
+    for (auto [u, last] : all) {
+        for (; u <= last; ++u) {
+            const auto* vec = static_cast<const qel_vector_float32*>(u->vec);
+            EXPECT_EQ(std::count_if(vec->data, vec->data + vec->len,
+                                    [](float v) { return std::fpclassify(v) == FP_SUBNORMAL; }),
+                      0)
+                << last - u << " before the last";
+        }
+    }
+}
+
+TEST(AecNlp, CountersStop) {
+    Canceller canceller({}, [](qel_aec_cfg& cfg) { cfg.mute.mute_time = 1e9f; });
+    canceller.get()->nlp->adapt_count = 19990;
+    canceller.get()->mute->count = 65533;
+    feed_call(canceller);
+    EXPECT_EQ(canceller.get()->nlp->adapt_count, 20000);
+    EXPECT_EQ(canceller.stats().muted, 2u) << "its counter holds 65535";
 }
 
 TEST(AecNlp, WhiteNoiseFillsItsRangeInThousandths) {
