@@ -30,6 +30,9 @@ class List {
         return &data_[count_++];
     }
 
+    /// Takes the last one off.
+    void pop() { --count_; }
+
     uint32_t size() const { return count_; }
     T& operator[](uint32_t i) { return data_[i]; }
     const T& operator[](uint32_t i) const { return data_[i]; }

@@ -22,11 +22,15 @@ std::string_view Journal::keep(std::string_view text) {
     return {bytes, text.size()};
 }
 
-int32_t Journal::add_file(const char* path, heap_ptr<char> text, uint32_t bytes,
+int32_t Journal::add_file(const char* path, heap_ptr<char>* text, uint32_t bytes,
                           Place included_at) {
-    if (!blocks_.push(text.get())) return -1;
-    const std::string_view kept(text.release(), bytes), name = keep(path);
-    if (!name.data() || !files_.push({name, kept, included_at})) return -1;
+    const std::string_view name = keep(path);
+    if (!name.data() || !files_.push({name, {text->get(), bytes}, included_at})) return -1;
+    if (!blocks_.push(text->get())) {
+        files_.pop();
+        return -1;
+    }
+    (void)text->release();
     return static_cast<int32_t>(files_.size()) - 1;
 }
 

@@ -57,8 +57,9 @@ class Journal {
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
 
-    /// Takes over a file's text, NUL-terminated in C memory; the file's index, or -1.
-    int32_t add_file(const char* path, heap_ptr<char> text, uint32_t bytes, Place included_at);
+    /// Takes over a file's text, NUL-terminated in C memory; the file's index, or -1 with the text
+    /// still the caller's.
+    int32_t add_file(const char* path, heap_ptr<char>* text, uint32_t bytes, Place included_at);
     void add_statement(Statement statement);
     void add_unfinished(Place place, bool quoted) { unfinished_.push({place, quoted}); }
     void add_variable(const char* name);

@@ -354,7 +354,7 @@ int32_t include_file(Parser* p) {
     const char* bytes = owned.get();
     Text here = {path, p->text, -1, 0, 0, 0, 0};
     if (p->journal) {
-        here.file = p->journal->add_file(path, std::move(owned), static_cast<uint32_t>(n),
+        here.file = p->journal->add_file(path, &owned, static_cast<uint32_t>(n),
                                          {p->text->file, p->text->name_at});
     }
     const char* slash = strrchr(path, '/');
@@ -682,7 +682,7 @@ qel_config_ryl* parse(Parser* p, const char* path, qel::heap_ptr<char> owned, ui
     const char* bytes = owned.get();
     p->journal = journal;
     p->fed.path = path;
-    if (journal) p->fed.file = journal->add_file(path, std::move(owned), n, {-1, 0});
+    if (journal) p->fed.file = journal->add_file(path, &owned, n, {-1, 0});
     int32_t result = feed_text(p, &p->fed, bytes, n);
     p->text = &p->fed;
     p->fed = {nullptr, nullptr, -1, 0, 0, 0, 0};
