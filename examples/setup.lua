@@ -10,6 +10,9 @@ function setup.fail(status, ...)
     os.exit(status)
 end
 
+-- A word for the shell.
+function setup.quote(word) return "'" .. word:gsub("'", "'\\''") .. "'" end
+
 -- Splits the command line from arg[first] on into options (each takes a value) and the rest.
 function setup.options(usage, first, count)
     local options = {config = here .. "../conf/aec.conf", ["play-gain"] = "1"}

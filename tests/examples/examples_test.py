@@ -3,6 +3,7 @@ import array
 import os
 import pathlib
 import random
+import signal
 import struct
 import subprocess
 import tempfile
@@ -10,6 +11,8 @@ import unittest
 import wave
 
 EXAMPLES = pathlib.Path(__file__).parents[2] / "examples"
+LUA = ["env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"]]
+STREAM = [*LUA, EXAMPLES / "stream.lua"]
 FRAME = 512
 CONFIG = b"""aec = { use_vad = 1; frame_size = 512; nlp = { frame_size = 256; }
 mute = { mute_time = 0; } # frame_size = 99;
@@ -63,8 +66,8 @@ class Examples(unittest.TestCase):
         return done
 
     def lua(self, script, *arguments, **options):
-        return self.run_program("env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"],
-                                EXAMPLES / script, "--config", "aec.conf", *arguments, **options)
+        return self.run_program(*LUA, EXAMPLES / script, "--config", "aec.conf", *arguments,
+                                **options)
 
     def cancel(self, mic, ref, *options):
         """Samples that cancel.lua makes of two lists of samples."""
@@ -132,11 +135,27 @@ class Examples(unittest.TestCase):
 
     def test_stream_writes_nothing_but_pcm(self):
         mic = noise(4, 2 * FRAME + 100)
-        done = self.lua("stream.lua", stdin=interleaved(mic, [0] * len(mic)))
+        done = self.run_program(*STREAM, stdin=interleaved(mic, [0] * len(mic)))
         # One frame behind; the third frame is padded, and its own samples stay inside.
         self.assertEqual(done.stdout, pcm([0] * FRAME + mic[:2 * FRAME]))
-        self.assertEqual(self.lua("stream.lua").stdout, b"")
-        self.assertEqual(self.lua("stream.lua", "--config", "missing", status=1).stdout, b"")
+        for words, status in ((), 0), (("--config", "missing"), 1):
+            self.assertEqual(self.run_program(*STREAM, *words, status=status).stdout, b"")
+
+    def test_stream_ends_with_its_child(self):
+        banner = self.run_program(*STREAM).stderr
+        for end in signal.SIGINT, signal.SIGTERM, signal.SIGPIPE:
+            source, feed = os.pipe()  # stays open: nothing ends for want of input
+            stream = subprocess.Popen(STREAM, stdin=source, stdout=subprocess.PIPE,
+                                      stderr=subprocess.PIPE)
+            os.write(feed, bytes(8 * FRAME))
+            self.assertEqual(len(stream.stdout.read(2 * FRAME)), 2 * FRAME)
+            if end == signal.SIGPIPE:
+                stream.stdout.close()
+                os.write(feed, bytes(4 * FRAME))
+            else:
+                stream.send_signal(end)
+            told = stream.communicate(timeout=30)[1]  # until nobody has standard error open
+            self.assertEqual((stream.returncode, told), (-end, banner))
 
     def test_c_program_agrees_with_stream(self):
         program = os.environ["QEL_EMULATOR"].split() + [os.environ["QEL_BUILD"] + "/examples/cancel"]
