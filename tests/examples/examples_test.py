@@ -133,6 +133,8 @@ class Examples(unittest.TestCase):
     def test_out_is_replaced_only_if_it_is_a_file_of_its_own(self):
         for name in "mic", "ref", "old":
             self.write(name, wav_bytes(noise(7, 2000)))
+        self.write("odd", b"odd")
+        self.write("hdr.conf", CONFIG.replace(b"{", b"{ use_hdr = 1;", 1))
         os.mkdir(self.folder / "folder")
         for kind in [stat.S_IFIFO, stat.S_IFSOCK] + [stat.S_IFCHR] * (os.geteuid() == 0):
             os.mknod(self.folder / f"{kind:o}", kind | 0o600, os.makedev(1, 3))
@@ -144,10 +146,16 @@ class Examples(unittest.TestCase):
         cases |= {"mic ref " + out: "the input" for out in ("./mic", "linked", "hard")}
         before = self.state()
         self.fails(1, CANCEL, cases)
+        self.fails(1, [*C_CANCEL, "aec.conf"], cases)
+        self.fails(1, C_CANCEL, {
+            "aec.conf odd ref out": "odd: it ends", "aec.conf none ref out": "none: No such",
+            "hdr.conf mic ref out": "use_hdr", "none mic ref out": "none: "})
+        self.fails(2, C_CANCEL, {"mic": "usage:"})
         self.assertEqual(self.state(), before)
-        self.write("old", b"old")
-        self.run_program(*CANCEL, "mic", "ref", "out")
-        self.assertGreater((self.folder / "old").stat().st_size, 3)
+        for program in CANCEL, [*C_CANCEL, "aec.conf"]:
+            self.write("old", b"old")
+            self.run_program(*program, "mic", "ref", "out")
+            self.assertGreater((self.folder / "old").stat().st_size, 3)
 
     def test_stream_writes_nothing_but_pcm(self):
         mic = noise(4, 2 * FRAME + 100)
@@ -173,7 +181,7 @@ class Examples(unittest.TestCase):
             told = stream.communicate(timeout=30)[1]  # until nobody has standard error open
             self.assertEqual((stream.returncode, told), (-end, banner))
 
-    def test_c_program_agrees_with_stream(self):
+    def test_c_program_agrees(self):
         # Two frames of silence, then a loudspeaker that ends: 14 frames later it counts as silent.
         ref = [0] * (2 * FRAME) + noise(5, 40 * FRAME) + [0] * (20 * FRAME)
         mic = [a + b // 100 for a, b in zip(echo_of(ref), noise(6, len(ref)))]
@@ -182,8 +190,9 @@ class Examples(unittest.TestCase):
         for mute, counts in ((b"1", b"8 bypassed, 31 muted, 23 processed"),
                              (b"0", b"8 bypassed, 0 muted, 54 processed")):
             self.write("aec.conf", CONFIG.replace(b"time = 0", b"time = " + mute))
-            self.run_program(*C_CANCEL, "aec.conf", "mic.raw", "ref.raw", "out.raw")
+            done = self.run_program(*C_CANCEL, "aec.conf", "mic.raw", "ref.raw", "out.raw")
             self.cancel(mic, ref)
+            self.assertEqual(done.stderr.splitlines()[-1], self.report)
             self.assertTrue(self.report.endswith(counts), self.report)
         done = self.run_program(*STREAM, "--config", "aec.conf", stdin=interleaved(mic, ref))
         self.assertEqual((self.folder / "out.raw").read_bytes(), done.stdout)
