@@ -26,5 +26,5 @@ install(FILES ${PROJECT_BINARY_DIR}/qel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 
 # The same job as examples/cancel.lua, from C.
 add_executable(cancel examples/cancel.c)
-target_link_libraries(cancel PRIVATE echo)
+target_link_libraries(cancel PRIVATE echo m)
 set_target_properties(cancel PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/examples)

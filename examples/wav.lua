@@ -19,9 +19,8 @@ local function le(value, bytes)
     return table.concat(out)
 end
 
--- What is wrong with the format chunk in s[at, at + size), or nil.
+-- What is wrong with the format chunk in s[at, at + size), which is all there, or nil.
 local function format_fault(s, at, size)
-    if size < 16 or at + size - 1 > #s then return "its header is cut short" end
     local tag, channels, bits = u16(s, at), u16(s, at + 2), u16(s, at + 14)
     if tag == 0xFFFE and size >= 26 then tag = u16(s, at + 24) end -- extensible: the real one
     if tag ~= 1 then return ("it is not PCM (format %d)"):format(tag) end
@@ -31,15 +30,16 @@ end
 
 local function parse(s)
     if #s < 12 or s:sub(1, 4) ~= "RIFF" or s:sub(9, 12) ~= "WAVE" then
-        return nil, "it is not a WAV file"
+        return nil, "it is not a WAV file", #s > 0
     end
     local at, rate = 13, nil
     while at + 7 <= #s do
         local id, size, body = s:sub(at, at + 3), u32(s, at + 4), at + 8
         local rest = #s - body + 1
         if id == "fmt " then
+            if size < 16 or size > rest then return nil, "its header is cut short" end
             local fault = format_fault(s, body, size)
-            if fault then return nil, fault end
+            if fault then return nil, fault, true end
             rate = u32(s, body + 4)
         elseif id == "data" then
             if not rate then return nil, "its samples come before their format" end
@@ -55,15 +55,16 @@ local function parse(s)
     return nil, "its header is cut short"
 end
 
--- Samples and rate in Hz, or nil and a message that names the file.
+-- Samples and rate in Hz; or nil, a message that names the file, and whether all that is wrong with
+-- it is its format.
 function wav.read(path)
     local file, message = io.open(path, "rb")
     if not file then return nil, message end
     local bytes, fault = file:read("*a")
     file:close()
     if not bytes then return nil, path .. ": " .. fault end
-    local samples, rate = parse(bytes)
-    if not samples then return nil, path .. ": " .. rate end
+    local samples, rate, other_format = parse(bytes)
+    if not samples then return nil, path .. ": " .. rate, other_format end
     return samples, rate
 end
 

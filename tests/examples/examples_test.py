@@ -3,6 +3,8 @@ import array
 import os
 import pathlib
 import random
+import signal
+import stat
 import struct
 import subprocess
 import tempfile
@@ -10,6 +12,10 @@ import unittest
 import wave
 
 EXAMPLES = pathlib.Path(__file__).parents[2] / "examples"
+LUA = ["env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"]]
+STREAM = [*LUA, EXAMPLES / "stream.lua"]
+CANCEL = [*LUA, EXAMPLES / "cancel.lua", "--config", "aec.conf"]
+C_CANCEL = [*os.environ["QEL_EMULATOR"].split(), os.environ["QEL_BUILD"] + "/examples/cancel"]
 FRAME = 512
 CONFIG = b"""aec = { use_vad = 1; frame_size = 512; nlp = { frame_size = 256; }
 mute = { mute_time = 0; } # frame_size = 99;
@@ -29,8 +35,7 @@ def noise(seed, count):
     return [source.randrange(-8000, 8000) for _ in range(count)]
 
 
-def echo_of(ref):
-    """A loudspeaker some 5 ms away, with one reflection."""
+def echo_of(ref):  # a loudspeaker some 5 ms away, with one reflection
     padded = [0] * 200 + ref
     return [int(0.5 * padded[i + 120] - 0.2 * padded[i]) for i in range(len(ref))]
 
@@ -47,9 +52,7 @@ def wav_bytes(samples, tag=1, channels=1, rate=16000, bits=16, size=None, extra=
 
 class Examples(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.write("aec.conf", CONFIG)
 
     def write(self, name, content):
@@ -62,15 +65,19 @@ class Examples(unittest.TestCase):
         self.assertNotIn(b"traceback", done.stderr)
         return done
 
-    def lua(self, script, *arguments, **options):
-        return self.run_program("env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"],
-                                EXAMPLES / script, "--config", "aec.conf", *arguments, **options)
+    def fails(self, status, program, cases):
+        for arguments, message in cases.items():
+            done = self.run_program(*program, *arguments.split(), status=status)
+            self.assertRegex(done.stderr.decode(), message)
 
-    def cancel(self, mic, ref, *options):
-        """Samples that cancel.lua makes of two lists of samples."""
+    def state(self):
+        return {(p, p.lstat().st_ino, p.lstat().st_mtime_ns) for p in self.folder.iterdir()}
+
+    def cancel(self, mic, ref, *options):  # the samples that cancel.lua makes of these
         self.write("mic.wav", wav_bytes(mic))
         self.write("ref.wav", wav_bytes(ref))
-        self.lua("cancel.lua", *options, "mic.wav", "ref.wav", "out.wav")
+        done = self.run_program(*CANCEL, *options, "mic.wav", "ref.wav", "out.wav")
+        self.report = done.stderr.splitlines()[-1]
         with wave.open(str(self.folder / "out.wav")) as out:
             self.assertEqual(out.getparams()[:3], (1, 2, 16000))
             return list(array.array("h", out.readframes(out.getnframes())))
@@ -96,61 +103,99 @@ class Examples(unittest.TestCase):
     def test_cancel_reads_wav_files_of_other_programs(self):
         for options in {"extra": b"LIST\3\0\0\0abc\0"}, {"tag": 0xFFFE}, {"size": 0xFFFFFFFF}:
             self.write("mic.wav", wav_bytes([1, -2, 3], **options))
-            self.lua("cancel.lua", "mic.wav", "mic.wav", "out.wav")
+            self.run_program(*CANCEL, "mic.wav", "mic.wav", "out.wav")
 
     def test_cancel_says_what_is_wrong_and_leaves_out_alone(self):
         good = wav_bytes(noise(3, 2000))
-        self.write("good.wav", good)
-        self.write("out.wav", b"kept")
-        self.write("broken.conf", b"aec = { a = 1 ; }")
+        self.write("good", good)
+        self.write("out", b"kept")
+        self.write("broken", b"aec = { a = 1 ; }")
+        mend = r": sox 'it'\\''s.wav' -r 16000 -c 1 -b 16 -e signed-integer 'it.*mended.wav'\n$"
         for content, message in (
-                (wav_bytes([0, 0], channels=2), "2 channels"), (wav_bytes([0], bits=8), "8 bits"),
-                (wav_bytes([0], tag=3), "not PCM"), (wav_bytes([0], rate=44100), "44100 Hz"),
-                (wav_bytes([]), "no samples"), (good[:30], "header is cut short"),
-                (good[:40], "header is cut short"), (good[:-2], "3998 of 4000 bytes"),
-                (b"", "not a WAV file"), (b"RIFX" + good[4:], "not a WAV file")):
-            self.write("bad.wav", content)
-            done = self.lua("cancel.lua", "bad.wav", "good.wav", "out.wav", status=1)
-            self.assertIn("bad.wav: ", done.stderr.decode())
-            self.assertIn(message, done.stderr.decode())
-        files = "good.wav good.wav out.wav"
-        for arguments, status, message in (
-                ("missing.wav good.wav out.wav", 1, "missing.wav: No such file"),
-                (". good.wav out.wav", 1, "Is a directory"),
-                ("good.wav good.wav missing/out.wav", 1, "missing/out.wav.part"),
-                ("--config missing.conf " + files, 1, "missing.conf: No such file"),
-                ("--config broken.conf " + files, 1, "not a usable configuration"),
-                ("--frame-len 300 " + files, 1, "frame of 300 samples"),
-                ("--play-gain 2.5 " + files, 2, "whole number"),
-                ("--frame-len 0 " + files, 2, "number of samples"),
-                ("--unknown 1 " + files, 2, "no option --unknown"),
-                ("--config", 2, "needs a value"), ("good.wav", 2, "usage:")):
-            done = self.lua("cancel.lua", *arguments.split(), status=status)
-            self.assertIn(message, done.stderr.decode())
-        self.assertEqual((self.folder / "out.wav").read_bytes(), b"kept")
-        self.assertFalse(list(self.folder.rglob("*.part")))
+                (wav_bytes([0, 0], channels=2), "2 channels, not one\n.*" + mend),
+                (wav_bytes([0], bits=8), "8 bits.*\n.*" + mend), (b"", "not a WAV file\n$"),
+                (wav_bytes([0], tag=3), "not PCM.*\n.*" + mend), (wav_bytes([]), "no samples\n$"),
+                (wav_bytes([0], rate=44100), "44100 Hz, the configuration's 16000 Hz\n.*" + mend),
+                (b"RIFX" + good[4:], "not a WAV file\n.*" + mend), (good[:30], "cut short\n$"),
+                (good[:40], "cut short\n$"), (good[:-2], "3998 of 4000 bytes")):
+            self.write("it's.wav", content)
+            before = self.state()
+            self.fails(1, CANCEL, {"it's.wav good out": "it's.wav: it.*" + message})
+        self.fails(1, CANCEL, {
+            "none good out": "none: No such file", ". good out": "Is a directory",
+            "good good none/out": "none/out.part", "--config none good good out": "none: No such",
+            "--config broken good good out": "usable", "--frame-len 300 good good out": "of 300 "})
+        self.fails(2, CANCEL, {
+            "--play-gain 2.5 good good out": "whole number", "--unknown 1 good good out": "--unkn",
+            "--frame-len 0 good good out": "of samples", "--config": "a value", "good": "usage:"})
+        self.assertEqual(self.state(), before)
+
+    def test_out_is_replaced_only_if_it_is_a_file_of_its_own(self):
+        for name in "mic", "ref", "old":
+            self.write(name, wav_bytes(noise(7, 2000)))
+        self.write("odd", b"odd")
+        self.write("hdr.conf", CONFIG.replace(b"{", b"{ use_hdr = 1;", 1))
+        os.mkdir(self.folder / "folder")
+        for kind in [stat.S_IFIFO, stat.S_IFSOCK] + [stat.S_IFCHR] * (os.geteuid() == 0):
+            os.mknod(self.folder / f"{kind:o}", kind | 0o600, os.makedev(1, 3))
+        for link, target in ("linked", "ref"), ("dangling", "x"), ("out", "old"):
+            os.symlink(target, self.folder / link)
+        os.link(self.folder / "mic", self.folder / "hard.part")
+        cases = {"none ref " + path.name: path.name + ": it is "
+                 for path in self.folder.iterdir() if not path.is_file()}
+        cases |= {"mic ref " + out: "the input" for out in ("./mic", "linked", "hard")}
+        before = self.state()
+        self.fails(1, CANCEL, cases)
+        self.fails(1, [*C_CANCEL, "aec.conf"], cases)
+        self.fails(1, C_CANCEL, {
+            "aec.conf odd ref out": "odd: it ends", "aec.conf none ref out": "none: No such",
+            "hdr.conf mic ref out": "use_hdr", "none mic ref out": "none: "})
+        self.fails(2, C_CANCEL, {"mic": "usage:"})
+        self.assertEqual(self.state(), before)
+        for program in CANCEL, [*C_CANCEL, "aec.conf"]:
+            self.write("old", b"old")
+            self.run_program(*program, "mic", "ref", "out")
+            self.assertGreater((self.folder / "old").stat().st_size, 3)
 
     def test_stream_writes_nothing_but_pcm(self):
         mic = noise(4, 2 * FRAME + 100)
-        done = self.lua("stream.lua", stdin=interleaved(mic, [0] * len(mic)))
+        done = self.run_program(*STREAM, stdin=interleaved(mic, [0] * len(mic)))
         # One frame behind; the third frame is padded, and its own samples stay inside.
         self.assertEqual(done.stdout, pcm([0] * FRAME + mic[:2 * FRAME]))
-        self.assertEqual(self.lua("stream.lua").stdout, b"")
-        self.assertEqual(self.lua("stream.lua", "--config", "missing", status=1).stdout, b"")
+        for words, status in ((), 0), (("--config", "missing"), 1):
+            self.assertEqual(self.run_program(*STREAM, *words, status=status).stdout, b"")
 
-    def test_c_program_agrees_with_stream(self):
-        program = os.environ["QEL_EMULATOR"].split() + [os.environ["QEL_BUILD"] + "/examples/cancel"]
-        ref = noise(5, 40 * FRAME)
-        mic = echo_of(ref)
+    def test_stream_ends_with_its_child(self):
+        banner = self.run_program(*STREAM).stderr
+        for end in signal.SIGINT, signal.SIGTERM, signal.SIGPIPE:
+            source, feed = os.pipe()  # stays open: nothing ends for want of input
+            stream = subprocess.Popen(STREAM, stdin=source, stdout=subprocess.PIPE,
+                                      stderr=subprocess.PIPE)
+            os.write(feed, bytes(8 * FRAME))
+            self.assertEqual(len(stream.stdout.read(2 * FRAME)), 2 * FRAME)
+            if end == signal.SIGPIPE:
+                stream.stdout.close()
+                os.write(feed, bytes(4 * FRAME))
+            else:
+                stream.send_signal(end)
+            told = stream.communicate(timeout=30)[1]  # until nobody has standard error open
+            self.assertEqual((stream.returncode, told), (-end, banner))
+
+    def test_c_program_agrees(self):
+        # Two frames of silence, then a loudspeaker that ends: 14 frames later it counts as silent.
+        ref = [0] * (2 * FRAME) + noise(5, 40 * FRAME) + [0] * (20 * FRAME)
+        mic = [a + b // 100 for a, b in zip(echo_of(ref), noise(6, len(ref)))]
         self.write("mic.raw", pcm(mic))
         self.write("ref.raw", pcm(ref))
-        self.run_program(*program, "aec.conf", "mic.raw", "ref.raw", "out.raw")
-        self.assertEqual((self.folder / "out.raw").read_bytes(),
-                         self.lua("stream.lua", stdin=interleaved(mic, ref)).stdout)
-        self.run_program(*program, "mic.raw", status=2)
-        self.run_program(*program, "missing.conf", "mic.raw", "ref.raw", "x", status=1)
-        self.run_program(*program, "aec.conf", "mic.raw", "missing.raw", "x", status=1)
-        self.assertFalse((self.folder / "x").exists())
+        for mute, counts in ((b"1", b"8 bypassed, 31 muted, 23 processed"),
+                             (b"0", b"8 bypassed, 0 muted, 54 processed")):
+            self.write("aec.conf", CONFIG.replace(b"time = 0", b"time = " + mute))
+            done = self.run_program(*C_CANCEL, "aec.conf", "mic.raw", "ref.raw", "out.raw")
+            self.cancel(mic, ref)
+            self.assertEqual(done.stderr.splitlines()[-1], self.report)
+            self.assertTrue(self.report.endswith(counts), self.report)
+        done = self.run_program(*STREAM, "--config", "aec.conf", stdin=interleaved(mic, ref))
+        self.assertEqual((self.folder / "out.raw").read_bytes(), done.stdout)
 
 
 if __name__ == "__main__":
