@@ -62,7 +62,7 @@ static FILE* open_file(const char* path, const char* mode) {
 
 static int prepare(echo_job* job, char** names, const char* part) {
     job->api = qel_api_aec_new(names[0], 0);
-    if (job->api == NULL) return complain(names[0], "not a usable configuration");
+    if (job->api == NULL) return complain(names[0], qel_api_aec_last_error());
     if (job->api->cfg->use_hdr) return complain(names[0], "use_hdr: samples would have 32 bits");
     const size_t len = (size_t)job->api->cfg->frame_size;
     job->mic_frame = calloc(3 * len, sizeof *job->mic_frame);
