@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "qel/math/vector/generic/widest.hpp"
+#include "qel/math/simd/widest.hpp"
 #include "qel/math/vector/qel_vector.h"
 
 namespace qel::vector {

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "qel/math/vector/generic/widest.hpp"
+#include "qel/math/simd/widest.hpp"
 
 namespace qel::vector {
 

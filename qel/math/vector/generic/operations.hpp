@@ -149,7 +149,7 @@ bool has_first(const V* vec) {
 template <class T>
 int32_t exponential(T* data, uint32_t n) {
     using Real = typename Element<T>::Real;
-    run_widest([=]() QEL_INLINED {
+    simd::run_widest([=]() QEL_INLINED {
         const Exp<Real> exp;
         if constexpr (std::is_same_v<T, float>) {
             for (uint32_t i = 0; i < n; ++i) data[i] = exp(data[i]);
@@ -178,7 +178,7 @@ QEL_KERNEL bool all_normal(const float* data, uint32_t n) {
 template <class T>
 int32_t logarithm(T* data, uint32_t n) {
     using Real = typename Element<T>::Real;
-    run_widest([=]() QEL_INLINED {
+    simd::run_widest([=]() QEL_INLINED {
         if constexpr (std::is_same_v<T, float>) {
             if (all_normal(data, n)) {  // the usual case, at two thirds of the time
                 for (uint32_t i = 0; i < n; ++i) data[i] = log_of_normal(data[i]);
@@ -200,7 +200,7 @@ int32_t logarithm(T* data, uint32_t n) {
 
 template <class T>
 int32_t sigmoid(T* data, uint32_t n) {
-    run_widest([=]() QEL_INLINED {
+    simd::run_widest([=]() QEL_INLINED {
         const Exp<typename Element<T>::Real> exp;
         for (uint32_t i = 0; i < n; ++i) {
             data[i] = Element<T>::from_real(exp.sigmoid(Element<T>::to_real(data[i])));
@@ -216,7 +216,7 @@ template <class T>
 int32_t softmax(T* data, uint32_t n) {
     if (n == 0) return 0;
     using Real = typename Element<T>::Real;
-    run_widest([=]() QEL_INLINED {
+    simd::run_widest([=]() QEL_INLINED {
         const Exp<Real> exp;
         const Real largest = Element<T>::to_real(maximum(data, n));
         double sum = 0;

@@ -6,7 +6,7 @@
 #define QEL_KERNEL [[gnu::always_inline]] inline
 #define QEL_INLINED __attribute__((always_inline))
 
-namespace qel::vector {
+namespace qel::simd {
 
 #if defined(__x86_64__)
 template <class Job>
@@ -32,4 +32,4 @@ void run_widest(Job job) {
     job();
 }
 
-}  // namespace qel::vector
+}  // namespace qel::simd
