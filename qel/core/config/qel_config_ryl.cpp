@@ -187,6 +187,14 @@ void note_statement(Parser* p, int32_t type, const qel_config_items* scope,
 
 // Sections, arrays and variables.
 
+/// Takes a section into the bookkeeping, so that the parser hears of its end: one that it made, or
+/// one of a caller's that it enters.
+void get_to_know(Parser* p, qel_config_items* section) {
+    if (qel::tree_of(section)->parser) return;
+    qel::tree_of(section)->parser = p;
+    qel_queue_push_back(&p->sections, &section->link);
+}
+
 int32_t open_section(Parser* p) {
     if (p->depth == QEL_CONFIG_RYL_MAX_DEPTH) {
         return REFUSE(p, "too many nested sections: \"%s\" is within %d others",
@@ -197,13 +205,13 @@ int32_t open_section(Parser* p) {
     const qel_config_item* item = qel_config_items_find(outer, name, p->name_tok->length);
     if (item && item->type == QEL_CONFIG_SUBITEMS && item->value.subitems) {
         p->scope = item->value.subitems;
+        get_to_know(p, p->scope);
     } else {
         qel_config_items* sub = qel_config_items_new(outer);
         if (!sub || !qel::config_add(outer, name, QEL_CONFIG_SUBITEMS, {.subitems = sub})) {
             return out_of_memory(p);
         }
-        qel::tree_of(sub)->parser = p;
-        qel_queue_push_back(&p->sections, &sub->link);
+        get_to_know(p, sub);
         p->scope = sub;
     }
     note_statement(p, QEL_CONFIG_SUBITEMS, outer, p->scope);
