@@ -707,6 +707,7 @@ const char* why_unread(qel::FileRead result) {
         case qel::FileRead::kTooLarge: return "too large: \"%s\"";
         case qel::FileRead::kNotRegular: return "not a regular file: \"%s\"";
         case qel::FileRead::kEmpty: return "empty: \"%s\"";
+        case qel::FileRead::kNoMemory: return "out of memory. \"%s\"";
         default: return "cannot read \"%s\".";
     }
 }
@@ -777,10 +778,9 @@ qel_config_ryl* qel::config_parse_file(const char* path, Journal* journal) {
         char why[512];
         snprintf(why, sizeof(why), why_unread(result), path);
         if (journal) journal->set_fault({-1, 0}, "%s", why);
-        // Without a line for an empty file, as ever.
-        if (result != FileRead::kEmpty) {
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "%s", why);
-        }
+        if (result == FileRead::kEmpty) return nullptr;  // without a line, as ever
+        const uint32_t level = result == FileRead::kNoMemory ? QEL_LOG_ERROR : QEL_LOG_WARNING;
+        qel_debug_log(level, kSource, kNewFn, __LINE__, "%s", why);
         return nullptr;
     }
     char pwd[kMaxPwdBytes + 1] = "./";
