@@ -51,7 +51,7 @@ function(qel_use target scope)
     endforeach()
 endfunction()
 
-# qel_program(<name> <source>... [USES <component or library target>...])
+# qel_program(<name> <source>... USES <component>...)
 function(qel_program name)
     cmake_parse_arguments(arg "" "" "USES" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})

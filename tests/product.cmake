@@ -8,7 +8,7 @@ if(NOT LUA_LIBRARY OR NOT LUA_PROGRAM)
     message(FATAL_ERROR "Lua 5.1 not found: install its interpreter and library")
 endif()
 
-qel_test(api api abi USES load)
+qel_test(api USES load)
 target_link_libraries(api_test PRIVATE ${LUA_LIBRARY})
 target_include_directories(api_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
 target_compile_definitions(api_test PRIVATE QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
