@@ -205,6 +205,7 @@ int32_t open_section(Parser* p) {
     const qel_config_item* item = qel_config_items_find(outer, name, p->name_tok->length);
     if (item && item->type == QEL_CONFIG_SUBITEMS && item->value.subitems) {
         p->scope = item->value.subitems;
+        if (!p->scope->parent) p->scope->parent = outer;  // a caller's, made for nowhere
         get_to_know(p, p->scope);
     } else {
         qel_config_items* sub = qel_config_items_new(outer);

@@ -170,6 +170,12 @@ TEST(ConfigRyl, ForgetsWhatACallerTookAway) {
         EXPECT_EQ(dump(parser->root), left) << first;
         EXPECT_EQ(parser->sections.count, left.find('{') != std::string::npos ? 1u : 0u);
     }
+    const Parser own = parse(" ");
+    qel_config_items_add_subitems(own->root, "s", qel_config_items_new(nullptr));
+    EXPECT_EQ(feed(own, "s = { a = 1; } b = 2; s = {"), 0) << "a section of a caller's";
+    take_away(own->root, "s");
+    EXPECT_EQ(feed(own, "c = 3;"), 0);
+    EXPECT_EQ(dump(own->root), "b=2 c=3 ");
     qel_config_item* kept;
     {
         const Parser parser = parse("s = { t = { a = 1; } }");
