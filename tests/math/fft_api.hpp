@@ -54,7 +54,8 @@ FFT_API(int16_t, int16, scaled)
 enum Kind { kComplex, kReal };
 
 /// A transform of n points, by a plan made for it; complex values are interleaved parts. Float
-/// ignores `scaled`. The test fails if more is written, or if the plan's tables change.
+/// ignores `scaled`. The test fails if more is written, if the plan's tables change or if an area
+/// of it is not aligned.
 template <class T>
 std::vector<T> fft(Kind kind, size_t n, const std::vector<T>& in, bool inverse, bool scaled = false,
                    bool in_place = false) {
@@ -70,6 +71,8 @@ std::vector<T> fft(Kind kind, size_t n, const std::vector<T>& in, bool inverse, 
         const auto before = tables();
         Fft<T>::run(&out[1], in_place ? &out[1] : from.data() + 1, plan, inverse, scaled);
         EXPECT_EQ(tables(), before);
+        for (const void* area : {(void*)plan->factors, (void*)plan->twiddles, (void*)plan->buffer})
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(area) % 8, 0u);
         Fft<T>::destroy(plan);
     };
     const auto length = static_cast<int32_t>(n);

@@ -226,10 +226,15 @@ void check(const std::vector<T>& x, Function function, Reference reference) {
 }
 
 TYPED_TEST(Vector, ElementaryFunctionsAreAccurateAndHaveTheEdgesOfC) {
-    const auto x = arguments<TypeParam>();
+    const auto log = [](double y) { return std::log(y); };
+    auto x = arguments<TypeParam>();
     check(x, Api<TypeParam>::exp, [](double y) { return std::exp(y); });
-    check(x, Api<TypeParam>::log, [](double y) { return std::log(y); });
+    check(x, Api<TypeParam>::log, log);
     check(x, Api<TypeParam>::sigmoid, [](double y) { return 1 / (1 + std::exp(-y)); });
+    // The logarithm has a way of its own for vectors that hold nothing unusual.
+    std::erase_if(x, [](double y) { return !(y >= 0x1p-126 && y < INFINITY); });
+    check(x, Api<TypeParam>::log, log);
+    check<TypeParam>({std::numeric_limits<TypeParam>::denorm_min()}, Api<TypeParam>::log, log);
 }
 
 template <class T>
