@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "qel/core/array/qel_array_string.h"
-#include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
 #include "tests/support/temp_path.hpp"
 
@@ -340,18 +339,6 @@ TEST(ConfigRyl, Prints) {
     qel_config_ryl_print(parser.get());
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "s = {\n\tt = {\n\t\tl = [1, 2 3];\n\t};\n};\n");
-}
-
-TEST(ConfigRyl, SurvivesRefusedMemory) {
-    Texts files = {{"f", "b = ${pwd}; l = [ 1, ${b} ]"}};
-    int64_t allowed = 0;
-    for (Parser parser; !parser; ++allowed) {
-        const LogCapture log;
-        const FailingAlloc fail(allowed);
-        parser = parse("a = 123456789; s = { #include f; c = ${a}; } #include f;", &files);
-        EXPECT_TRUE(parser || log.has("[E] ")) << allowed;
-    }
-    EXPECT_GT(allowed, 50);
 }
 
 }  // namespace
