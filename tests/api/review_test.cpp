@@ -27,13 +27,6 @@ std::string read(const std::filesystem::path& path) {
 
 using Files = std::map<std::string, std::string>;
 
-/// A folder with files, for its lifetime.
-struct Folder : TempFolder {
-    explicit Folder(const Files& files) {
-        for (const auto& [file, text] : files) write(file, text);
-    }
-};
-
 /// All findings, one line each: "code file:line:column key=written".
 std::string findings(const std::filesystem::path& path, int32_t frame_len = 0) {
     const LogCapture quiet;
@@ -48,6 +41,13 @@ std::string findings(const std::filesystem::path& path, int32_t frame_len = 0) {
         },
         &lines);
     return lines;
+}
+
+/// Those of a file `a`, beside others.
+std::string findings(const Files& files, int32_t frame_len = 0) {
+    const TempFolder folder;
+    for (const auto& [file, text] : files) folder.write(file, text);
+    return findings(folder.path("a"), frame_len);
 }
 
 TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
@@ -103,12 +103,12 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
         {"#include \"${pwd}/b\";", "syntax a:1:10 =\n"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(findings(Folder(Files{{"a", c.text}}).path("a")), c.expected) << c.text;
+        EXPECT_EQ(findings(Files{{"a", c.text}}), c.expected) << c.text;
     }
-    EXPECT_EQ(findings(Folder(Files{{"a", ""}}).path("a")), "syntax :0:0 =\n");
-    const Folder folder(Files{{"a", "aec = { use_nlp = no; frame_size = 160; }"}});
-    EXPECT_EQ(findings(folder.path("a"), 320), "");
-    EXPECT_EQ(findings(folder.path("a"), 512), "frame-len a:1:23 aec > frame_size=160\n");
+    EXPECT_EQ(findings(Files{{"a", ""}}), "syntax :0:0 =\n");
+    const Files files = {{"a", "aec = { use_nlp = no; frame_size = 160; }"}};
+    EXPECT_EQ(findings(files, 320), "");
+    EXPECT_EQ(findings(files, 512), "frame-len a:1:23 aec > frame_size=160\n");
 }
 
 TEST(Review, FollowsIncludes) {
@@ -124,7 +124,7 @@ TEST(Review, FollowsIncludes) {
     for (const auto& [text, expected] : cases) {
         auto files = included;
         files["a"] = text;
-        EXPECT_EQ(findings(Folder(files).path("a")), expected) << text;
+        EXPECT_EQ(findings(files), expected) << text;
     }
 }
 
@@ -144,15 +144,16 @@ TEST(Review, IsWrittenBesideTheLogAndGivesTheReason) {
          "freqs = 48000 cannot work: must be 512 to 32767."},
         {"", "empty: ", "empty: "}};
     for (const auto& c : cases) {
-        const Folder folder(Files{{"a", c.text}});
+        const TempFolder folder;
+        const std::string path = folder.write("a", c.text);
         for (const bool in_memory : {false, true}) {
             const LogCapture log;
             qel_api_aec_t* const api =
                 in_memory ? qel_api_aec_new_text(c.text, static_cast<uint32_t>(strlen(c.text)))
-                          : qel_api_aec_new(folder.path("a").c_str(), 0);
+                          : qel_api_aec_new(path.c_str(), 0);
             EXPECT_EQ(api == nullptr, c.reason != nullptr) << c.text;
             EXPECT_THAT(log.text(), HasSubstr(c.line));
-            EXPECT_THAT(log.text(), HasSubstr(in_memory ? "(text)" : folder.path("a")));
+            EXPECT_THAT(log.text(), HasSubstr(in_memory ? "(text)" : path));
             EXPECT_THAT(qel_api_aec_last_error(), HasSubstr(c.reason ? c.reason : ""));
             qel_api_aec_delete(api);
         }
@@ -166,7 +167,7 @@ TEST(Review, IsWrittenBesideTheLogAndGivesTheReason) {
 TEST(Review, StopsAtAHundredFindings) {
     std::string text = "aec = {}\n";
     for (int i = 0; i < 500; ++i) text += "bogus = 1;\n";
-    const std::string lines = findings(Folder(Files{{"a", text}}).path("a"));
+    const std::string lines = findings(Files{{"a", text}});
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 101);
     EXPECT_THAT(lines, HasSubstr("more a:0:0"));
 }
@@ -179,17 +180,11 @@ TEST(Review, LeavesOurOwnFilesAlone) {
     int shown = 0;
     for (const auto& entry : std::filesystem::directory_iterator(kTree / "docs")) {
         const std::string page = read(entry.path());
-        const std::string fence = "\n```\n";
-        for (size_t at = page.find(fence), end; at != std::string::npos;
-             at = page.find(fence, end + 1)) {
-            const size_t from = at + fence.size();
-            end = page.find(fence, at + 1);
-            const std::string block = page.substr(from, end - from + 1);
-            if (end == std::string::npos) break;
-            if (("\n" + block).find("\naec = {") == std::string::npos) continue;
-            const Folder folder(Files{{"a", block}, {"common.conf", "# nothing\n"}});
-            EXPECT_EQ(findings(folder.path("a")), "") << block;
-            ++shown;
+        const std::string begins = "\naec = {";
+        for (size_t at = 0; (at = page.find(begins, at + 1)) != std::string::npos; ++shown) {
+            const size_t from = page.rfind("```\n", at) + 4, end = page.find("```", at);
+            const std::string block = page.substr(from, end - from);
+            EXPECT_EQ(findings(Files{{"a", block}, {"common.conf", "# nothing\n"}}), "") << block;
         }
     }
     EXPECT_GE(shown, 2);
@@ -198,23 +193,15 @@ TEST(Review, LeavesOurOwnFilesAlone) {
 std::string default_of(const qel::Key& key) {
     if (key.kind == qel::KeyKind::kType) return "float32";
     if (key.kind == qel::KeyKind::kFlag) return key.fallback ? "yes" : "no";
-    std::ostringstream text;
-    text << key.fallback;
-    return text.str();
+    return testing::PrintToString(key.fallback);
 }
 
 std::string range_of(const qel::Key& key) {
     if (key.kind == qel::KeyKind::kType) return "`float32`, `fixed32`, `fixed16`";
     if (key.kind == qel::KeyKind::kFlag) return "boolean";
     if (key.least == qel::kLowest) return "integer";
-    std::ostringstream text;
-    if (key.least == qel::kFrameSize) {
-        text << "`frame_size`";
-    } else {
-        text << key.least;
-    }
-    text << " to " << static_cast<int64_t>(key.most);
-    return text.str();
+    return (key.least == qel::kFrameSize ? "`frame_size`" : testing::PrintToString(key.least)) +
+           " to " + std::to_string(static_cast<int64_t>(key.most));
 }
 
 TEST(Keys, AreDocumentedAsTheyAre) {

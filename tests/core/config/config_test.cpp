@@ -169,12 +169,18 @@ TEST(ConfigRyl, ForgetsWhatACallerTookAway) {
         EXPECT_EQ(dump(parser->root), left) << first;
         EXPECT_EQ(parser->sections.count, left.find('{') != std::string::npos ? 1u : 0u);
     }
-    qel_config_item* kept;
-    {
-        const Parser parser = parse("s = { t = { a = 1; } }");
-        kept = qel_config_items_find(parser->root, "s", 1);
-        qel_config_items_remove(parser->root, "s");
-    }
+    const Parser parser = parse(" ");
+    feed(parser, "s = { t = { a = 1;");
+    auto* const inner = qel_config_items_find_subitems(parser->root, "s > t");
+    qel_config_items_add_subitems(parser->root, "kept", inner);
+    take_away(parser->root, "s");
+    EXPECT_EQ(feed(parser, "b = 1; } c = 2;"), 0) << "it stands in the root now";
+    EXPECT_EQ(dump(parser->root), "c=2 kept={a=1 b=1 } ");
+
+    Parser gone = parse("s = { t = { a = 1; } }");
+    qel_config_item* kept = qel_config_items_find(gone->root, "s", 1);
+    qel_config_items_remove(gone->root, "s");
+    gone.reset();
     EXPECT_EQ(dump(kept->value.subitems), "t={a=1 } ") << "outlives its parser";
     qel_config_items* root = qel_config_items_new(nullptr);
     qel_config_items_add(root, "s", kept);
@@ -184,13 +190,12 @@ TEST(ConfigRyl, ForgetsWhatACallerTookAway) {
 TEST(ConfigRyl, BoundsWhatOneConfigurationReads) {
     Texts files;
     const auto include = [](const std::string& name) { return "#include " + name + ";"; };
-    for (int i = 0; i < 10; ++i)  // each includes the next four times
-        files["f" + std::to_string(i)] = repeat(include("f" + std::to_string(i + 1)), 4);
-    files["f10"] = " ";
+    files["f"] = " ";
+    files["g"] = repeat(include("f"), 24) + " ";
     files["large"] = std::string(6 << 20, ' ');
     std::string grows = "x = " + std::string(1 << 19, 'x') + ";";
     const std::pair<std::string, std::string> cases[] = {
-        {include("f0"), "more than 1000 files"},
+        {repeat(include("g"), 40) + include("f"), "more than 1000 files"},
         {repeat(include("large"), 3), "too large: \"large\""},
         {grows + repeat("a = ${x}${x};", 17), "variables stand for more than 16777216 bytes"}};
     for (const auto& [text, message] : cases) {
@@ -198,6 +203,7 @@ TEST(ConfigRyl, BoundsWhatOneConfigurationReads) {
         EXPECT_EQ(parse(text, &files), nullptr);
         EXPECT_TRUE(log.has(message)) << message;
     }
+    EXPECT_TRUE(parse(repeat(include("g"), 40), &files));
 }
 
 TEST(ConfigRyl, AcceptsAndMeans) {
@@ -258,7 +264,7 @@ TEST(ConfigRyl, RefusesWithAMessage) {
     }
     qel_debug_disable_level(QEL_LOG_DEBUG);
     files["np"] = "deepest = 1;";
-    EXPECT_TRUE(parse(repeat("s={", 255) + repeat("}", 255) + "#include na;", &files));
+    EXPECT_TRUE(parse(repeat(repeat("s={", 255) + repeat("}", 255), 2) + "#include na;", &files));
 }
 
 TEST(ConfigRyl, IncludesInPlaceWithTheFilesOwnDirectory) {
@@ -305,6 +311,14 @@ TEST(ConfigRyl, ReadsFiles) {
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(qel_config_ryl_new_fn("/nowhere/x"), nullptr);
     EXPECT_TRUE(log.has("cannot open \"/nowhere/x\"."));
+
+    const std::string most(16 << 20, ' ');
+    folder.write("one", " ");
+    for (const std::string& text : {most, most + " ", "#include ${pwd}/one;" + most.substr(20)}) {
+        folder.write("conf", text);
+        const Parser parser(qel_config_ryl_new_fn(path.c_str()));
+        EXPECT_EQ(parser != nullptr, text == most);
+    }
 
     const std::string fifo = folder.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
