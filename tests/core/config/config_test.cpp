@@ -131,15 +131,13 @@ TEST(ConfigItems, ReleaseEverythingOnce) {
 }
 
 TEST(ConfigItems, WritesNothingBehindARecordOfTheCaller) {
-    struct {
-        qel_config_item item;
-        uint64_t behind = 0x5555555555555555;
-    }* own = static_cast<decltype(own)>(malloc(sizeof *own));
-    *own = {{QEL_CONFIG_STRING, qel_string_new("a", 1), {.str = qel_string_new("1", 1)}}};
+    auto* own = static_cast<qel_config_item*>(calloc(2, sizeof(qel_config_item)));
+    *own = {QEL_CONFIG_STRING, qel_string_new("a", 1), {.str = qel_string_new("1", 1)}};
     qel_config_items* items = qel_config_items_new(nullptr);
-    qel_config_items_add(items, "a", &own->item);
+    qel_config_items_add(items, "a", own);
     qel_config_items_add_string(items, "a", "2");
-    EXPECT_EQ(own->behind, 0x5555555555555555);
+    EXPECT_EQ(own[1].type, 0);
+    EXPECT_EQ(own[1].name, nullptr);
     qel_config_items_delete(items);
 }
 
@@ -311,6 +309,11 @@ TEST(ConfigRyl, ReadsFiles) {
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(qel_config_ryl_new_fn("/nowhere/x"), nullptr);
     EXPECT_TRUE(log.has("cannot open \"/nowhere/x\"."));
+
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    EXPECT_EQ(dump(Parser(qel_config_ryl_new_fn("conf"))->root), "a=x./ b=2 ");
+    std::filesystem::current_path(before);
 
     const std::string most(16 << 20, ' ');
     folder.write("one", " ");
