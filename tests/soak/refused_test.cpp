@@ -166,14 +166,16 @@ TEST(Refused, EveryAllocationInTurn) {
         bool (*work)();
         const char* says;  // with each failure, in the log
         int spare;         // allocations that can be done without; -1: scratch and reviews
-
+        const char* prints = "";
     } cases[] = {
         {containers, "\\[E\\] .*(out of memory|failed)", 1},  // the token of a split
         {trees, "^$|out of memory", 0},
         {readers, "\\[[EW]\\] .*(out of memory|failed|cannot read)", 0},
         {numbers, "^$", 0},
-        {instances, "\\[[EW]\\] .*(out of memory|failed|cannot read)", -1},
-        {lua_objects, "", -1},
+        {instances, "\\[[EW]\\] .*(out of memory|failed|cannot read)", -1, "ptmpbuf alloc fail.\n"},
+        {lua_objects, "", -1,
+         "ptmpbuf alloc fail.\n|(.* not exist)?echo new failed|"
+         "separate channel calloc failed.\n|echo out error.\n"},
     };
     cJSON_Hooks hooks = {[](size_t n) { return malloc(n); }, [](void* block) { free(block); }};
     cJSON_InitHooks(&hooks);
@@ -181,6 +183,7 @@ TEST(Refused, EveryAllocationInTurn) {
         for (const bool once : {true, false}) {
             comes_back = once;
             bool was_short = true;
+            bool has_printed = false;
             int spared = -1;  // not the last round, in which nothing is refused
             for (int64_t allowed = 0; was_short; ++allowed) {
                 SCOPED_TRACE(testing::Message() << "case " << &c - cases << ", " << allowed);
@@ -191,12 +194,15 @@ TEST(Refused, EveryAllocationInTurn) {
                 const bool ok = c.work();
                 was_short = FailingAlloc::count() > allowed;
                 failing.reset();
-                testing::internal::GetCapturedStdout();
+                const std::string printed = testing::internal::GetCapturedStdout();
+                EXPECT_THAT(printed, testing::MatchesRegex(std::string("(") + c.prints + ")*"));
+                has_printed |= !printed.empty();
                 EXPECT_TRUE(ok || was_short);
                 EXPECT_TRUE(works_again);
                 EXPECT_THAT(log.text(), testing::ContainsRegex(ok ? "" : c.says));
                 spared += ok;
             }
+            EXPECT_EQ(has_printed, *c.prints != '\0');
             EXPECT_TRUE(!once || c.spare < 0 || spared == c.spare)
                 << "case " << &c - cases << ": " << spared;
         }

@@ -10,26 +10,18 @@
 /// Whether `holds` is true of every number in the instance's vectors and smoothed values.
 template <class Holds>
 bool all_states(const qel_aec& aec, Holds holds) {
-    const auto all = [&](const auto& record, auto... members) {
-        const auto each = [&](const qel_vector_union& u) {
-            const auto* v = static_cast<const qel_vector_float32*>(u.vec);
-            return std::all_of(v->data, v->data + v->len, holds);
-        };
-        return (each(record.*members) && ...);
+    // In both records the vectors lie side by side.
+    const auto all = [&](const qel_vector_union* u, const qel_vector_union& last) {
+        for (; u <= &last; ++u) {
+            const auto* v = static_cast<const qel_vector_float32*>(u->vec);
+            if (!std::all_of(v->data, v->data + v->len, holds)) return false;
+        }
+        return true;
     };
-    using A = qel_aec;
-    using S = qel_aec_nlp;
-    if (!all(aec, &A::mic, &A::ref, &A::mic_pass, &A::norm, &A::ref_power_sum, &A::error_spec,
-             &A::step_spec, &A::mic_power, &A::echo_power, &A::mic_frame_win, &A::ref_frame_win,
-             &A::mic_spec, &A::ref_spec, &A::mic_hist, &A::ref_hist, &A::overlap, &A::ref_spec_hist,
-             &A::post_power, &A::ref_power_smooth, &A::ref_power_hist, &A::echo_spec, &A::weights,
-             &A::post_error)) {
-        return false;
-    }
-    return !aec.nlp || (holds(aec.nlp->pey) && holds(aec.nlp->pyy) &&
-                        all(*aec.nlp, &S::gain2, &S::time, &S::gain_floor, &S::post, &S::prior,
-                            &S::gain, &S::residual, &S::ps, &S::out, &S::error_avg, &S::echo_avg,
-                            &S::echo_noise, &S::old_ps, &S::zeta));
+    const qel_aec_nlp* nlp = aec.nlp;
+    return all(&aec.mic, aec.ref) && all(&aec.mic_pass, aec.mic_pass) &&
+           all(&aec.window, aec.post_error) &&
+           (!nlp || (all(&nlp->weight_left, nlp->overlap) && holds(nlp->pey) && holds(nlp->pyy)));
 }
 
 inline bool is_finite(float x) { return std::isfinite(x); }
