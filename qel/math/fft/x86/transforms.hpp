@@ -26,6 +26,9 @@ template <int kMost, const FloatTransforms& kOthers>
 struct Transforms {
     static void c2c(FloatPoint* out, const FloatPoint* in, const qel_fft_cfg_float32& plan,
                     bool inverse) {
+        if (plan.nfft == 24) {
+            return (inverse ? run_24<true> : run_24<false>)(out, in, plan.twiddles);
+        }
         const bool done = with_lanes<kMost>(plan.factors, plan.nfft, [&](auto lanes) {
             using From = InterleavedIn<lanes>;
             using To = Interleaved<lanes>;

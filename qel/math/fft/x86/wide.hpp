@@ -323,6 +323,36 @@ struct WideEngine {
     }
 };
 
+/// 24 points, whose factors are 3 and 8: a radix-8 pass with its three columns in four lanes, then
+/// one of radix 3, unscaled.
+template <bool kInverse>
+void run_24(FloatPoint* out, const FloatPoint* in, const FloatPoint* twiddles) {
+    using E = Element<float>;
+    using C = Complex<simd::Floats<4>>;
+    using Fly = Butterfly<E, kInverse>;
+    using Product = Multiply<kInverse>;
+    const InterleavedIn<4> from{in}, turns{twiddles};
+    const auto next = [](int i) { return (i + 1) % 4; };
+    std::array<C, 8> a;
+    unrolled<7>([&](auto q) QEL_INLINED { a[q] = from.load(3 * q); });
+    const C end = from.load(20);  // one lane early: the input ends here
+    a[7] = {simd::pick<4>(end.r, end.r, next), simd::pick<4>(end.i, end.i, next)};
+    a = Fly::run(a, E::kMixedCos45);
+    unrolled<2>([&](auto half) QEL_INLINED {
+        simd::Floats<4> r[4], i[4];
+        unrolled<4>([&](auto q) QEL_INLINED {
+            r[q] = a[4 * half + q].r;
+            i[q] = a[4 * half + q].i;
+        });
+        simd::transpose<4>(r);
+        simd::transpose<4>(i);
+        std::array<C, 3> b = {C{r[0], i[0]}, Product::run(C{r[1], i[1]}, turns.load(4 * half)),
+                              Product::run(C{r[2], i[2]}, turns.load(8 + 4 * half))};
+        b = Fly::run(b);
+        unrolled<3>([&](auto q) QEL_INLINED { Interleaved<4>{out}.store(8 * q + 4 * half, b[q]); });
+    });
+}
+
 /// How many lanes at most serve a length: what its last two passes find in columns and in rows. 0:
 /// too short, or of other factors.
 int lanes_for(const int32_t* factors, int32_t n) {
