@@ -9,16 +9,14 @@ namespace qel::fft {
 namespace {  // each source compiles these for its own processors
 
 /// Calls run(lanes) with the number of lanes that serves the factors of `n`; false if none does.
+/// Four lanes are left to the source that has no more.
 template <int kMost, class Run>
 bool with_lanes(const int32_t* factors, int32_t n, Run run) {
     const int lanes = std::min(kMost, lanes_for(factors, n));
-    if constexpr (kMost >= 16) {
-        if (lanes == 16) return run(Lanes<16>{}), true;
-    }
-    if constexpr (kMost >= 8) {
+    if (lanes == kMost) return run(Lanes<kMost>{}), true;
+    if constexpr (kMost == 16) {
         if (lanes == 8) return run(Lanes<8>{}), true;
     }
-    if (lanes == 4) return run(Lanes<4>{}), true;
     return false;
 }
 
@@ -28,14 +26,17 @@ template <int kMost, const FloatTransforms& kOthers>
 struct Transforms {
     static void c2c(FloatPoint* out, const FloatPoint* in, const qel_fft_cfg_float32& plan,
                     bool inverse) {
-        const bool fast = is_fast(plan.factors);
+        if (plan.nfft == 24) {
+            return (inverse ? run_24<true> : run_24<false>)(out, in, plan.twiddles);
+        }
         const bool done = with_lanes<kMost>(plan.factors, plan.nfft, [&](auto lanes) {
             using From = InterleavedIn<lanes>;
             using To = Interleaved<lanes>;
-            const auto run = !inverse ? WideEngine<lanes, false, false>::template run<To, From>
-                             : fast   ? WideEngine<lanes, true, true>::template run<To, From>
-                                      : WideEngine<lanes, true, false>::template run<To, From>;
-            run({out}, {in}, plan.factors, plan.twiddles, parts(plan.buffer), parts(out), fast);
+            const auto run = inverse ? WideEngine<lanes, true>::template run<To, From>
+                                     : WideEngine<lanes, false>::template run<To, From>;
+            const bool scaled = is_fast(plan.factors);
+            run({out}, {in}, plan.factors, plan.twiddles, parts(plan.buffer), parts(out),
+                scaled ? 1 / static_cast<float>(plan.nfft) : 1);
         });
         if (!done) kOthers.c2c(out, in, plan, inverse);
     }
@@ -45,9 +46,8 @@ struct Transforms {
         const auto* points = reinterpret_cast<const FloatPoint*>(in);
         const bool done = with_lanes<kMost>(plan.factors, m, [&](auto lanes) {
             const Planar<lanes> z{parts(plan.buffer + m), m};
-            WideEngine<lanes, false, false>::run(z, InterleavedIn<lanes>{points}, plan.factors,
-                                                 plan.twiddles, parts(plan.buffer), z.at,
-                                                 is_fast(plan.factors));
+            WideEngine<lanes, false>::run(z, InterleavedIn<lanes>{points}, plan.factors,
+                                          plan.twiddles, parts(plan.buffer), z.at);
             const FloatPoint first = z[0];
             split_wide<lanes, false>(Interleaved<lanes>{out}, z, plan.super_twiddles, m);
             out[0] = {first.r + first.i, 0};
@@ -63,9 +63,8 @@ struct Transforms {
             const Planar<lanes> z{parts(plan.buffer), m};
             split_wide<lanes, true>(z, InterleavedIn<lanes>{in}, plan.super_twiddles, m);
             z.put(0, {(in[0].r + in[m].r) * 0.5f, (in[0].r - in[m].r) * 0.5f});
-            WideEngine<lanes, true, true>::run(Interleaved<lanes>{points}, z, plan.factors,
-                                               plan.twiddles, parts(plan.buffer + m), out,
-                                               is_fast(plan.factors));
+            WideEngine<lanes, true>::run(Interleaved<lanes>{points}, z, plan.factors, plan.twiddles,
+                                         parts(plan.buffer + m), out, 1 / static_cast<float>(m));
         });
         if (!done) kOthers.c2r(out, in, plan);
     }

@@ -98,7 +98,7 @@ struct Multiply {
     }
 };
 
-template <int kLanes, bool kInverse, bool kScaled>
+template <int kLanes, bool kInverse>
 struct WideEngine {
     using E = Element<float>;
     using C = Complex<simd::Floats<kLanes>>;
@@ -109,9 +109,19 @@ struct WideEngine {
         return {simd::Floats<kLanes>{} + w->r, simd::Floats<kLanes>{} + w->i};
     }
 
+    /// The way back is scaled by its first pass.
+    QEL_KERNEL static auto leave_first([[maybe_unused]] float factor) {
+        if constexpr (kInverse) {
+            return E::Times{factor};
+        } else {
+            return E::Keep{};
+        }
+    }
+
     template <int kRadix, class In>
-    QEL_KERNEL static void first_pass(Blocked<kLanes> out, In in, int32_t columns, float cos45) {
-        const auto leave = E::leave_first<kScaled, kRadix>(columns * kRadix, kRadix);
+    static void first_pass(Blocked<kLanes> out, In in, int32_t columns, float factor,
+                           [[maybe_unused]] float cos45 = 0) {
+        const auto leave = leave_first(factor);
         for (int32_t g = 0; g < columns; g += kLanes) {
             std::array<C, kRadix> a;
             unrolled<kRadix>([&](auto q) QEL_INLINED { a[q] = in.load(g + q * columns); });
@@ -126,8 +136,8 @@ struct WideEngine {
 
     /// Rows of kRadix * columns become kRadix times as many rows of `columns`.
     template <int kRadix>
-    QEL_KERNEL static void later_pass(Blocked<kLanes> out, Blocked<kLanes> in, const FloatPoint* w,
-                                      int32_t m, int32_t columns) {
+    static void later_pass(Blocked<kLanes> out, Blocked<kLanes> in, const FloatPoint* w, int32_t m,
+                           int32_t columns) {
         for (int32_t j = 0; j < m; ++j) {
             std::array<C, kRadix> turn;
             unrolled<kRadix - 1>([&](auto q) QEL_INLINED { turn[q] = spread(w + q * m + j); });
@@ -166,9 +176,9 @@ struct WideEngine {
 
     /// The first two radix-4 passes.
     template <class In>
-    QEL_KERNEL static void first_two(Blocked<kLanes> out, In in, const FloatPoint* w,
-                                     int32_t columns) {
-        const auto leave = E::leave_first<kScaled, 4>(columns * 16, 4);
+    static void first_two(Blocked<kLanes> out, In in, const FloatPoint* w, int32_t columns,
+                          float factor) {
+        const auto leave = leave_first(factor);
         for (int32_t g = 0; g < columns; g += kLanes) {
             C a[16];
             unrolled<16>([&](auto i) QEL_INLINED { a[i] = in.load(g + i * columns); });
@@ -181,8 +191,8 @@ struct WideEngine {
     }
 
     /// Two later radix-4 passes: rows of 16 * columns become rows of `columns`.
-    QEL_KERNEL static void later_two(Blocked<kLanes> out, Blocked<kLanes> in, const FloatPoint* w,
-                                     int32_t m, int32_t columns) {
+    static void later_two(Blocked<kLanes> out, Blocked<kLanes> in, const FloatPoint* w, int32_t m,
+                          int32_t columns) {
         const FloatPoint* later = w + 3 * m;
         for (int32_t j = 0; j < m; ++j) {
             for (int32_t g = 0; g < columns; g += kLanes) {
@@ -208,7 +218,7 @@ struct WideEngine {
 
     /// The last two passes, of radix kRadix and 4, from m rows of 4 * kRadix columns.
     template <int kRadix, class Out>
-    QEL_KERNEL static void last_two(Out out, Blocked<kLanes> in, const FloatPoint* w, int32_t m) {
+    static void last_two(Out out, Blocked<kLanes> in, const FloatPoint* w, int32_t m) {
         constexpr int kColumns = 4 * kRadix;
         const InterleavedIn<kLanes> turns{w};
         const InterleavedIn<kLanes> later{w + (kRadix - 1) * m};
@@ -242,10 +252,12 @@ struct WideEngine {
 
     /// Of the passes before the last two, those that write to `last` and to `other` take turns,
     /// and `last` is last; either holds as many points as the transform has. `other` may be where
-    /// `out` is, and `in` too if the first of them does not write there.
+    /// `out` is, and `in` too if the first of them does not write there. `factor`
+    /// scales the way back.
     template <class Out, class In>
     static void run(Out out, In in, const int32_t* factors, const FloatPoint* twiddles, float* last,
-                    float* other, bool fast) {
+                    float* other, float factor = 1) {
+        const bool fast = is_fast(factors);
         int32_t stage = factors[0], radix = factors[2 * stage], columns = factors[1];
         if (fast && radix == 2) {
             --stage;
@@ -266,13 +278,15 @@ struct WideEngine {
         const bool two = two_at(stage);
         if (two) columns /= 4;
         switch (radix) {
-            case 2: first_pass<2>(dst, in, columns, 0); break;
-            case 3: first_pass<3>(dst, in, columns, 0); break;
+            case 3: first_pass<3>(dst, in, columns, factor); break;
             case 4:
-                two ? first_two(dst, in, twiddles, columns) : first_pass<4>(dst, in, columns, 0);
+                two ? first_two(dst, in, twiddles, columns, factor)
+                    : first_pass<4>(dst, in, columns, factor);
                 break;
-            case 5: first_pass<5>(dst, in, columns, 0); break;
-            case 8: first_pass<8>(dst, in, columns, fast ? E::kCos45 : E::kMixedCos45); break;
+            case 5: first_pass<5>(dst, in, columns, factor); break;
+            case 8:
+                first_pass<8>(dst, in, columns, factor, fast ? E::kCos45 : E::kMixedCos45);
+                break;
         }
         int32_t m = radix;
         if (two) {
@@ -308,6 +322,36 @@ struct WideEngine {
         }
     }
 };
+
+/// 24 points, whose factors are 3 and 8: a radix-8 pass with its three columns in four lanes, then
+/// one of radix 3, unscaled.
+template <bool kInverse>
+void run_24(FloatPoint* out, const FloatPoint* in, const FloatPoint* twiddles) {
+    using E = Element<float>;
+    using C = Complex<simd::Floats<4>>;
+    using Fly = Butterfly<E, kInverse>;
+    using Product = Multiply<kInverse>;
+    const InterleavedIn<4> from{in}, turns{twiddles};
+    const auto next = [](int i) { return (i + 1) % 4; };
+    std::array<C, 8> a;
+    unrolled<7>([&](auto q) QEL_INLINED { a[q] = from.load(3 * q); });
+    const C end = from.load(20);  // one lane early: the input ends here
+    a[7] = {simd::pick<4>(end.r, end.r, next), simd::pick<4>(end.i, end.i, next)};
+    a = Fly::run(a, E::kMixedCos45);
+    unrolled<2>([&](auto half) QEL_INLINED {
+        simd::Floats<4> r[4], i[4];
+        unrolled<4>([&](auto q) QEL_INLINED {
+            r[q] = a[4 * half + q].r;
+            i[q] = a[4 * half + q].i;
+        });
+        simd::transpose<4>(r);
+        simd::transpose<4>(i);
+        std::array<C, 3> b = {C{r[0], i[0]}, Product::run(C{r[1], i[1]}, turns.load(4 * half)),
+                              Product::run(C{r[2], i[2]}, turns.load(8 + 4 * half))};
+        b = Fly::run(b);
+        unrolled<3>([&](auto q) QEL_INLINED { Interleaved<4>{out}.store(8 * q + 4 * half, b[q]); });
+    });
+}
 
 /// How many lanes at most serve a length: what its last two passes find in columns and in rows. 0:
 /// too short, or of other factors.
