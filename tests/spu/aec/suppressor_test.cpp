@@ -4,12 +4,13 @@
 #include <cfenv>
 #include <cmath>
 
+#include "qel/spu/aec/qel_aec.hpp"
 #include "tests/support/canceller.hpp"
 #include "tests/support/states.hpp"
 
 namespace {
 
-float* floats(const qel_vector_union& u) { return static_cast<qel_vector_float32*>(u.vec)->data; }
+using qel::floats;
 
 /// A second of echo and near end.
 void feed_call(Canceller& canceller) {
@@ -55,6 +56,12 @@ TEST(AecNlp, KeepsItsEstimatesWhereTheyAreRead) {
     for (int b = 0; b < 24; ++b)
         EXPECT_NEAR(floor[513 + b], most / std::sqrt(1 + 1 / echo[b]), 1e-6) << b;
     EXPECT_EQ(floor[0], floor[513]) << "the first bin lies in the first band";
+    for (const float power : {1e12f, 1e15f}) {  // of which at least a hundredth leaks
+        floats(aec.echo_power)[0] = power;
+        qel_aec_nlp_process(canceller.get());
+        const float residual = qel::leak_share(*aec.nlp) * power;
+        EXPECT_EQ(floats(aec.nlp->residual)[0], residual < 513e9f ? residual : 0) << power;
+    }
 }
 
 TEST(AecNlp, AFrameThatIsNotFiniteTeachesNothing) {
