@@ -35,15 +35,13 @@ struct Memory {
     static constexpr bool exact() { return __sanitizer_get_current_allocated_bytes != nullptr; }
     size_t heap = exact() ? __sanitizer_get_current_allocated_bytes()
                           : mallinfo2().uordblks + mallinfo2().hblkhd;
-    size_t resident = 0;
+    size_t pages = 0;
     Memory() {
-        std::ifstream pages("/proc/self/statm");
-        if (!exact()) pages >> resident >> resident;
-        resident *= 4096;
+        std::ifstream file("/proc/self/statm");
+        if (!exact()) file >> pages >> pages;  // the second number: the resident ones
     }
     bool is_as(const Memory& before) const {
-        return heap <= before.heap + (exact() ? 0 : 1 << 18) &&
-               resident <= before.resident + (1 << 20);
+        return heap <= before.heap + (exact() ? 0 : 1 << 18) && pages <= before.pages + 256;
     }
 };
 
@@ -105,16 +103,6 @@ TEST_F(Soak, HoursOfAudioLeaveAllAsItWas) {
     qel_api_aec_reset(api);
     EXPECT_EQ(call.through(api, 0, call.samples), first);
     qel_api_aec_delete(api);
-}
-
-TEST_F(Soak, FrameNumbersWrapToZero) {
-    qel_framing_cfg cfg{};
-    cfg.frame_len = 1;
-    qel_framing* const fr = qel_framing_new(&cfg);
-    fr->counter = UINT32_MAX - 1;
-    qel_framing_feed(fr, "abcdef", 6, 0);
-    for (const uint32_t n : {UINT32_MAX, 0u, 1u}) EXPECT_EQ(qel_framing_pop(fr)->sequence, n);
-    qel_framing_delete(fr);
 }
 
 TEST_F(Soak, InstancesInTurnAreAlikeAndLeaveNothing) {

@@ -57,7 +57,12 @@ TEST(Framing, CutsAndConverts) {
             qel_framing_feed(fr, "left over", 9, 0);
         }
         EXPECT_EQ(fr->pool.used_q.count, 0u) << c.what;
+        fr->counter = UINT32_MAX - 1;
+        qel_framing_feed(fr, "abcdefghijklmnopqr", 18, 0);
+        for (const uint32_t n : {UINT32_MAX, 0u, 1u})
+            EXPECT_EQ(qel_framing_pop(fr)->sequence, n) << c.what;
         const LogCapture log;
+        qel_framing_reset(fr);
         fr->ready.count = 1;
         EXPECT_EQ(qel_framing_pop(fr), nullptr);
         EXPECT_TRUE(log.has("[E] qel_frame:qel_framing_pop:184: never be here.")) << log.text();
