@@ -21,7 +21,7 @@ cmake_path(ABSOLUTE_PATH QEL_LUA_DIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE
 configure_file(cmake/qel.pc.in qel.pc @ONLY)
 install(TARGETS echo LIBRARY DESTINATION ${QEL_LUA_DIR})
 install(DIRECTORY qel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h
-        PATTERN generic EXCLUDE PATTERN neon EXCLUDE)
+        PATTERN generic EXCLUDE PATTERN neon EXCLUDE PATTERN x86 EXCLUDE PATTERN simd EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/qel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The same job as examples/cancel.lua, from C.

@@ -81,7 +81,7 @@ struct Blocked {
 template <int kLanes, class Values>
 QEL_KERNEL auto load_back(const Values& values, int32_t at) {
     const auto a = values.load(at - (kLanes - 1));
-    return Complex{simd::reversed<kLanes>(a.r), simd::reversed<kLanes>(a.i)};
+    return typename Values::C{simd::reversed<kLanes>(a.r), simd::reversed<kLanes>(a.i)};
 }
 template <int kLanes, class Values, class C>
 QEL_KERNEL void store_back(const Values& values, int32_t at, C a) {
@@ -385,8 +385,8 @@ void split_wide(Out out, In in, const FloatPoint* twiddles, int32_t m) {
     }
     if (const int32_t k = m / 2; m % 2 == 0) {  // its own mirror image
         const FloatPoint x = in[k], w = twiddles[k - 1];
-        const Complex at = {x.r, x.i};
-        const auto b = pair(at, at, Complex{w.r, w.i})[1];
+        const Complex<float> at = {x.r, x.i}, turn = {w.r, w.i};
+        const auto b = pair(at, at, turn)[1];
         out.put(k, {b.r, b.i});
     }
 }
