@@ -308,12 +308,17 @@ TEST(ConfigRyl, ReadsFiles) {
     EXPECT_EQ(dump(Parser(qel_config_ryl_new_fn("conf"))->root), "a=x./ b=2 ");
     std::filesystem::current_path(before);
 
-    const std::string most(16 << 20, ' ');
-    folder.write("one", " ");
-    for (const std::string& text : {most, most + " ", "#include ${pwd}/one;" + most.substr(20)}) {
+    const std::string most = "a!" + std::string((16 << 20) - 2, ' ');  // fails, but early
+    const std::string one = folder.write("one", " ");
+    const std::pair<std::string, std::string> sizes[] = {
+        {most, "invalid char '!'"},
+        {most + " ", "too large: \"" + path},
+        {"#include ${pwd}/one;" + most.substr(20), "too large: \"" + one}};
+    for (const auto& [text, message] : sizes) {
+        EXPECT_FALSE(log.has(message)) << message;
         folder.write("conf", text);
-        const Parser parser(qel_config_ryl_new_fn(path.c_str()));
-        EXPECT_EQ(parser != nullptr, text == most);
+        EXPECT_EQ(qel_config_ryl_new_fn(path.c_str()), nullptr);
+        EXPECT_TRUE(log.has(message)) << message;
     }
 
     const std::string fifo = folder.path("fifo");
