@@ -34,13 +34,16 @@ class FlushSubnormals {
     static void write_mode(Mode mode) { asm volatile("ldmxcsr %0" : : "m"(mode) : "memory"); }
 #elif defined(__aarch64__)
     using Mode = uint64_t;
-    static constexpr Mode kFlush = 1u << 24;  // FPCR.FZ
+    static constexpr Mode kFlush = 1u << 24;  // FPCR.FZ; above FPCR come FPSR's flags
     static Mode read_mode() {
-        Mode mode;
-        asm volatile("mrs %0, fpcr" : "=r"(mode));
-        return mode;
+        uint64_t control, status;
+        asm volatile("mrs %0, fpcr\n\tmrs %1, fpsr" : "=r"(control), "=r"(status));
+        return control | status << 32;
     }
-    static void write_mode(Mode mode) { asm volatile("msr fpcr, %0" : : "r"(mode) : "memory"); }
+    static void write_mode(Mode mode) {
+        const uint64_t control = mode & UINT32_MAX, status = mode >> 32;
+        asm volatile("msr fpcr, %0\n\tmsr fpsr, %1" : : "r"(control), "r"(status) : "memory");
+    }
 #elif defined(__arm__) && defined(__ARM_FP) && !defined(__SOFTFP__)
     using Mode = uint32_t;
     static constexpr Mode kFlush = 1u << 24;  // FPSCR.FZ; NEON flushes in any case
