@@ -11,8 +11,8 @@
 #include "qel/core/qel_version.hpp"
 #include "qel/core/reason.hpp"
 #include "qel/spu/aec/flush_subnormals.hpp"
+#include "qel/spu/aec/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
-#include "qel/spu/aec/neon/samples.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
@@ -178,43 +178,18 @@ bool reference_active(qel_aec* aec) {
     return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == qel::kSpeech;
 }
 
-}  // namespace
-
-namespace qel {
-
+/// Samples of a frame as floats: 16-bit ones unscaled, 32-bit ones shifted down first.
 void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst) {
-    const int32_t n = cfg.frame_size;
     if (cfg.use_hdr) {
         // From 32 on only the sign is left; a gain that would shift up is not removed.
         const int32_t shift = std::clamp(8 - cfg.hdr_gain_db / 6, 0, 31);
-        const auto* src = static_cast<const char*>(samples);
-        for (int32_t i = neon::from_wide_samples(src, shift, dst, n); i < n; ++i) {
-            int32_t x;
-            std::memcpy(&x, src + 4 * i, sizeof x);
-            dst[i] = static_cast<float>(x >> shift);
-        }
+        qel::kernels::from_wide_samples(samples, shift, dst, cfg.frame_size);
     } else {
-        const auto* src = static_cast<const int16_t*>(samples);
-        for (int32_t i = neon::from_samples(src, dst, n); i < n; ++i) {
-            dst[i] = static_cast<float>(src[i]);
-        }
+        qel::kernels::from_samples(static_cast<const int16_t*>(samples), dst, cfg.frame_size);
     }
 }
 
-void to_samples(const float* src, int16_t* dst, int32_t n) {
-    for (int32_t i = neon::to_samples(src, dst, n); i < n; ++i) {
-        // Toward zero into 32 bits, which saturate (NaN gives 0), then the low 16: a sample that
-        // is too loud wraps, and does so alike on every processor.
-        const float x = src[i];
-        const bool high = x >= 2147483648.0f;
-        const bool inside = x > -2147483648.0f && !high;
-        const int32_t whole = static_cast<int32_t>(inside ? x : 0.0f);
-        const uint32_t low = high ? UINT32_MAX : static_cast<uint32_t>(whole);
-        dst[i] = static_cast<int16_t>(low);
-    }
-}
-
-}  // namespace qel
+}  // namespace
 
 void _g_module_aec() { qel::register_module(kVersion); }
 
@@ -304,8 +279,8 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
     const qel_aec_cfg& cfg = *aec->cfg;
     const int32_t n = cfg.frame_size;
     float* mic = floats(aec->mic);
-    qel::from_samples(cfg, frames[0]->samples, mic);
-    qel::from_samples(cfg, frames[1]->samples, floats(aec->ref));
+    from_samples(cfg, frames[0]->samples, mic);
+    from_samples(cfg, frames[1]->samples, floats(aec->ref));
 
     bool active = true;
     if (cfg.use_bypass) {
@@ -314,7 +289,7 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
         std::copy_n(mic, n, pass + n);
         active = reference_active(aec);
         // The frame before, so that both paths are one frame late.
-        if (!active) qel::to_samples(pass, aec->out->data, n);
+        if (!active) qel::kernels::to_samples(pass, aec->out->data, n);
     }
     const int32_t muted = aec->mute ? aec->mute->count : 0;
     if (active) qel_aec_process(aec);

@@ -70,12 +70,6 @@ void inverse_transform(qel_aec* aec, const float* spec, float* time);
 /// `out`, then keeps the windowed tail; both of these hold frame_size samples.
 void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* out);
 
-/// Samples of a frame as floats: 16-bit ones unscaled, 32-bit ones shifted down first.
-void from_samples(const qel_aec_cfg& cfg, const void* samples, float* dst);
-
-/// Floats to 16-bit samples: truncated toward zero, wrapping.
-void to_samples(const float* src, int16_t* dst, int32_t n);
-
 /// The share of the echo estimate that the suppressor takes for residual echo, 0.01 to 1.
 float leak_share(const qel_aec_nlp& nlp);
 

@@ -7,11 +7,13 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/spu/aec/flush_subnormals.hpp"
+#include "qel/spu/aec/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
+namespace kernels = qel::kernels;
 using qel::floats;
 
 namespace {
@@ -20,7 +22,11 @@ constexpr char kSource[] = "qel/spu/aec/qel_aec_nlp";
 constexpr int16_t kMaxAdaptCount = 20000;
 constexpr int32_t kSkippedBands = 6;  // at the low end, and one fewer at the high end, of the bands
                                       // whose SNR tells speech
-constexpr float kMaxSnr = 100.0f;
+
+/// The private state of a suppressor, behind the record that callers see.
+struct Suppressor : qel_aec_nlp {
+    qel_vector_int16* band_starts;  // the first bin of each band, for kernels::Bank
+};
 
 /// Calls fn(vector, elements) for each float vector of the suppressor.
 template <class Fn>
@@ -71,17 +77,17 @@ void build_filter_bank(qel_aec_nlp* nlp) {
         weight_left[i] = last ? 0.0f : 1.0f - above;
         weight_right[i] = last ? 1.0f : above;
     }
+    int16_t* starts = static_cast<Suppressor*>(nlp)->band_starts->data;
+    for (int32_t band = 0; band < bands; ++band) {
+        starts[band] = static_cast<int16_t>(std::lower_bound(left, left + bins, band) - left);
+    }
 }
 
-void bands_from_bins(const qel_aec_nlp& nlp, float* values) {
-    FilterbankComputeBank32(values, values + nlp.cfg->fft_bins, nlp.band_left->data,
-                            nlp.band_right->data, floats(nlp.weight_left), floats(nlp.weight_right),
-                            nlp.cfg->fft_bins, nlp.cfg->nb_banks);
-}
-
-void bins_from_bands(const qel_aec_nlp& nlp, const float* bands, float* bins) {
-    FilterbankComputePsd16(bands, bins, nlp.band_left->data, nlp.band_right->data,
-                           floats(nlp.weight_left), floats(nlp.weight_right), nlp.cfg->fft_bins);
+kernels::Bank bank_of(const qel_aec_nlp& nlp) {
+    return {.starts = static_cast<const Suppressor&>(nlp).band_starts->data,
+            .lower = floats(nlp.weight_left),
+            .upper = floats(nlp.weight_right),
+            .bands = nlp.cfg->nb_banks};
 }
 
 /// Follows the share of the echo estimate that is still in the error. A frame whose sums are not
@@ -94,53 +100,44 @@ void update_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
     float* echo_avg = floats(nlp->echo_avg);
 
     const float frame_time = static_cast<float>(cfg.frame_size) / static_cast<float>(cfg.freqs);
-    float see = 0.0f, syy = 0.0f, pey = 0.0f, pyy = 1.0f;
-    for (int32_t j = 0; j < cfg.fft_bins; ++j) {
-        see += error[j];
-        syy += echo[j];
-        const float d_error = error[j] - error_avg[j];
-        const float d_echo = echo[j] - echo_avg[j];
-        pey += d_error * d_echo;
-        pyy += d_echo * d_echo;
-    }
+    const auto [see, syy, cross, echo_auto] =
+        kernels::sum_leak(error, echo, error_avg, echo_avg, cfg.fft_bins);
     if (!std::isfinite(see) || !std::isfinite(syy)) return;
-    for (int32_t j = 0; j < cfg.fft_bins; ++j) {
-        error_avg[j] = frame_time * error[j] + (1.0f - frame_time) * error_avg[j];
-        echo_avg[j] = frame_time * echo[j] + (1.0f - frame_time) * echo_avg[j];
-    }
+    kernels::smooth(frame_time, error, error_avg, cfg.fft_bins);
+    kernels::smooth(frame_time, echo, echo_avg, cfg.fft_bins);
 
     // An error of exactly zero (a digitally silent microphone) tells nothing about the leak.
-    if (!(see > 0.0f) || !std::isfinite(pey) || !std::isfinite(pyy)) return;
+    if (!(see > 0.0f) || !std::isfinite(cross) || !std::isfinite(echo_auto)) return;
     const float alpha = std::min(2.0f * frame_time * syy, 0.5f * frame_time * see) / see;
-    pyy = std::sqrt(pyy);
-    pey /= pyy;
+    const float pyy = std::sqrt(1.0f + echo_auto);
+    const float pey = cross / pyy;
     nlp->pyy = std::max(1.0f, alpha * pyy + (1.0f - alpha) * nlp->pyy);
     nlp->pey = alpha * pey + (1.0f - alpha) * nlp->pey;
     nlp->pey = std::min(std::max(nlp->pey, nlp->min_leak * nlp->pyy), nlp->pyy);
 }
 
-/// Residual echo in bins and bands: the leaked share of the echo estimate, falling off slowly.
+/// Residual echo of the bins: the leaked share of the echo estimate, falling off slowly.
 void update_echo_noise(qel_aec_nlp* nlp, const qel_aec& aec) {
     const int32_t bins = nlp->cfg->fft_bins;
     const float leak = qel::leak_share(*nlp);
     const float* echo_power = floats(aec.echo_power);
     float* residual = floats(nlp->residual);
     float* echo = floats(nlp->echo_noise);
-    for (int32_t j = 0; j < bins; ++j) residual[j] = leak * echo_power[j];
+    const float lowest = leak * echo_power[0];
     // NaN fails both comparisons.
-    if (!(residual[0] >= 0.0f && residual[0] < static_cast<float>(bins) * 1e9f)) {
+    if (lowest >= 0.0f && lowest < static_cast<float>(bins) * 1e9f) {
+        kernels::raise_noise(leak, echo_power, residual, echo, bins);
+    } else {
         std::fill_n(residual, bins, 0.0f);
+        kernels::raise_noise(0, residual, residual, echo, bins);
     }
-    for (int32_t j = 0; j < bins; ++j) echo[j] = std::max(0.6f * echo[j], residual[j]);
-    bands_from_bins(*nlp, echo);
 }
 
-/// Error power in bins and bands.
+/// Error power of the bins, and the bands of that and of the residual echo.
 void update_power(qel_aec_nlp* nlp, const qel_aec& aec) {
-    const int32_t bins = nlp->cfg->fft_bins;
     float* ps = floats(nlp->ps);
-    std::copy_n(floats(aec.post_power), bins, ps);
-    bands_from_bins(*nlp, ps);
+    std::copy_n(floats(aec.post_power), nlp->cfg->fft_bins, ps);
+    kernels::sum_bands(bank_of(*nlp), ps, floats(nlp->echo_noise));
     // The first frame leaves the last band's history at zero; its gain has always started so.
     if (nlp->adapt_count == 1) {
         std::copy_n(ps, nlp->cfg->frame_size + nlp->cfg->nb_banks, floats(nlp->old_ps));
@@ -149,40 +146,27 @@ void update_power(qel_aec_nlp* nlp, const qel_aec& aec) {
 
 /// A-posteriori and decision-directed a-priori SNR, and the bands' smoothed a-priori SNR.
 void update_snr(qel_aec_nlp* nlp) {
-    const int32_t bins = nlp->cfg->fft_bins, all = bins + nlp->cfg->nb_banks;
-    const float* ps = floats(nlp->ps);
-    const float* old_ps = floats(nlp->old_ps);
-    const float* echo = floats(nlp->echo_noise);
-    float* post = floats(nlp->post);
-    float* prior = floats(nlp->prior);
-    float* zeta = floats(nlp->zeta);
-    for (int32_t i = 0; i < all; ++i) {
-        const float noise = echo[i] + 0.001f;
-        const float share = old_ps[i] / (old_ps[i] + noise);
-        const float gamma = 0.1f + 0.89f * (share * share);
-        post[i] = std::min(ps[i] / noise - 1.0f, kMaxSnr);
-        prior[i] = std::min(gamma * std::max(0.0f, post[i]) + (1.0f - gamma) * (old_ps[i] / noise),
-                            kMaxSnr);
-    }
-    for (int32_t i = bins; i < all; ++i) zeta[i] = 0.7f * zeta[i] + 0.3f * prior[i];
+    const int32_t bins = nlp->cfg->fft_bins, bands = nlp->cfg->nb_banks;
+    const float* prior = floats(nlp->prior);
+    kernels::update_snr(floats(nlp->ps), floats(nlp->old_ps), floats(nlp->echo_noise),
+                        floats(nlp->post), floats(nlp->prior), bins + bands);
+    kernels::smooth(0.3f, prior + bins, floats(nlp->zeta) + bins, bands);
 }
 
-/// Least gain of each bin, from the suppression in dB that the frame calls for.
+/// Least gain of the bands, from the suppression in dB that the frame calls for.
 void update_gain_floor(qel_aec_nlp* nlp, float speech) {
     const int32_t bins = nlp->cfg->fft_bins, bands = nlp->cfg->nb_banks;
     const float* echo = floats(nlp->echo_noise) + bins;
-    float* floor = floats(nlp->gain_floor);
-    float* band_floor = floor + bins;
+    float* floor = floats(nlp->gain_floor) + bins;
     const float db = speech * static_cast<float>(nlp->echo_suppress_active) +
                      (1.0f - speech) * static_cast<float>(nlp->echo_suppress);
     const float echo_floor = std::exp(0.2302585f * db);
     for (int32_t b = 0; b < bands; ++b) {
-        band_floor[b] = std::sqrt(echo_floor * echo[b]) / std::sqrt(echo[b] + 1.0f);
+        floor[b] = std::sqrt(echo_floor * echo[b]) / std::sqrt(echo[b] + 1.0f);
     }
-    bins_from_bands(*nlp, band_floor, floor);
 }
 
-/// Gain and speech-presence gain of the bands, then of the bins between them.
+/// Gain and speech-presence gain of the bands.
 void update_band_gains(qel_aec_nlp* nlp, float speech) {
     const int32_t bins = nlp->cfg->fft_bins, all = bins + nlp->cfg->nb_banks;
     const float* post = floats(nlp->post);
@@ -192,59 +176,39 @@ void update_band_gains(qel_aec_nlp* nlp, float speech) {
     float* old_ps = floats(nlp->old_ps);
     float* gain = floats(nlp->gain);
     float* gain2 = floats(nlp->gain2);
+    kernels::estimate_gain(post + bins, prior + bins, gain + bins, nlp->cfg->nb_banks);
     for (int32_t i = bins; i < all; ++i) {
-        const float wiener = prior[i] / (prior[i] + 1.0f);
-        const float theta = (post[i] + 1.0f) * wiener;
-        gain[i] = std::min(1.0f, wiener * qel::hypergeom_gain(theta));
+        const float theta = (post[i] + 1.0f) * (prior[i] / (prior[i] + 1.0f));
         old_ps[i] = 0.2f * old_ps[i] + 0.8f * (gain[i] * gain[i]) * ps[i];
         const float absence = 1.0f - (0.8f / (0.15f / zeta[i] + 1.0f) + 0.199f) * speech;
         gain2[i] =
             1.0f / (1.0f + absence / (1.0f - absence) * (1.0f + prior[i]) * std::exp(-theta));
     }
-    bins_from_bands(*nlp, gain + bins, gain);
-    bins_from_bands(*nlp, gain2 + bins, gain2);
 }
 
-/// Gain of each bin, kept near its bands' gain and above the floor, weighted by speech presence.
+/// Floor and gain of each bin, the gain kept near its bands' and weighted by speech presence.
 void update_bin_gains(qel_aec_nlp* nlp) {
-    const int32_t bins = nlp->cfg->fft_bins;
-    const float* post = floats(nlp->post);
-    const float* prior = floats(nlp->prior);
-    const float* ps = floats(nlp->ps);
-    const float* floor = floats(nlp->gain_floor);
-    float* old_ps = floats(nlp->old_ps);
+    float* floor = floats(nlp->gain_floor);
     float* gain = floats(nlp->gain);
     float* gain2 = floats(nlp->gain2);
-    for (int32_t i = 0; i < bins; ++i) {
-        const float wiener = prior[i] / (prior[i] + 1.0f);
-        const float theta = (post[i] + 1.0f) * wiener;
-        float g = std::min(1.0f, wiener * qel::hypergeom_gain(theta));
-        g = gain[i] < 0.333f * g ? 3.0f * gain[i] : g;
-        old_ps[i] = 0.2f * old_ps[i] + 0.8f * (g * g) * ps[i];
-        gain[i] = std::max(g, floor[i]);
-    }
-    for (int32_t i = 0; i < bins; ++i) {
-        const float presence = gain2[i];
-        const float amplitude =
-            presence * std::sqrt(gain[i]) + (1.0f - presence) * std::sqrt(floor[i]);
-        gain2[i] = amplitude * amplitude;
-    }
+    kernels::spread_bands(bank_of(*nlp), gain, gain2, floor);
+    kernels::update_bin_gains({.post = floats(nlp->post),
+                               .prior = floats(nlp->prior),
+                               .power = floats(nlp->ps),
+                               .floor = floor,
+                               .old_power = floats(nlp->old_ps),
+                               .gain = gain,
+                               .presence = gain2},
+                              nlp->cfg->fft_bins);
 }
 
 /// Takes the a-posteriori error again, with a factor that grows as speech gets less likely.
 void over_subtract(const qel_aec_nlp& nlp, qel_aec* aec, float speech) {
     const float factor = (nlp.over_sub_base - speech) * nlp.over_sub_scale;
     const int32_t first = qel::first_bin(*aec->cfg);
-    const int32_t count = qel::filter_bins(*aec->cfg);
-    const float* weight = floats(aec->ref_power_sum);
-    const float* step = floats(aec->step_spec);
-    const float* error = floats(aec->error_spec) + 2 * first;
-    float* out = floats(aec->post_error) + 2 * first;
-    for (int32_t k = 0; k < count; ++k) {
-        const float amount = factor * weight[k];
-        out[2 * k] = error[2 * k] - amount * step[2 * k];
-        out[2 * k + 1] = error[2 * k + 1] - amount * step[2 * k + 1];
-    }
+    kernels::over_subtract(factor, floats(aec->ref_power_sum), floats(aec->step_spec),
+                           floats(aec->error_spec) + 2 * first, floats(aec->post_error) + 2 * first,
+                           qel::filter_bins(*aec->cfg));
 }
 
 /// The time-domain output frame.
@@ -256,13 +220,8 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
     if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech) {
         time = floats(aec->mic_frame_win);  // a silent reference: the microphone, not suppressed
     } else {
-        const float* gain = floats(nlp->gain2);
-        const float* error = floats(aec->post_error);
         float* spec = floats(nlp->spec);
-        for (int32_t i = 0; i < cfg.fft_bins; ++i) {
-            spec[2 * i] = error[2 * i] * gain[i];
-            spec[2 * i + 1] = error[2 * i + 1] * gain[i];
-        }
+        kernels::apply_gain(floats(aec->post_error), floats(nlp->gain2), spec, cfg.fft_bins);
         qel::inverse_transform(aec, spec, floats(nlp->time));
     }
     qel::overlap_add(aec, time, floats(nlp->overlap), floats(nlp->out));
@@ -308,14 +267,15 @@ int32_t qel_aec_nlp_cfg_update(qel_aec_nlp_cfg* cfg) {
 int32_t qel_aec_nlp_cfg_clean(qel_aec_nlp_cfg*) { return 0; }
 
 qel_aec_nlp* qel_aec_nlp_new(const qel_aec_nlp_cfg* cfg) {
-    auto nlp = qel::make_zeroed<qel_aec_nlp>();
+    auto nlp = qel::make_zeroed<Suppressor>();
     bool made = nlp != nullptr;
     if (made) {
         nlp->cfg = cfg;
         const auto bins = static_cast<uint32_t>(cfg->fft_bins);
         nlp->band_left = qel_vector_int16_new(bins);
         nlp->band_right = qel_vector_int16_new(bins);
-        made = nlp->band_left && nlp->band_right;
+        nlp->band_starts = qel_vector_int16_new(static_cast<uint32_t>(cfg->nb_banks));
+        made = nlp->band_left && nlp->band_right && nlp->band_starts;
         for_each_vector(nlp.get(), [&made](qel_vector_union* u, uint32_t len) {
             made = made && qel::make_floats(u, len);
         });
@@ -350,6 +310,7 @@ void qel_aec_nlp_delete(qel_aec_nlp* nlp) {
     if (!nlp) return;
     qel_vector_int16_delete(nlp->band_left);
     qel_vector_int16_delete(nlp->band_right);
+    qel_vector_int16_delete(static_cast<Suppressor*>(nlp)->band_starts);
     for_each_vector(nlp, [](qel_vector_union* u, uint32_t) { qel_vector_union_clean(u); });
     std::free(nlp->scratch);
     std::free(nlp);

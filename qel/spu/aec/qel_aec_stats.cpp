@@ -2,9 +2,9 @@
 #include "qel/spu/aec/qel_aec_stats.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
+#include "qel/spu/aec/kernels.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 
 using qel::floats, qel::Meter, qel::Measures, qel::Path;
@@ -14,24 +14,6 @@ namespace {
 constexpr float kSmoothing = 0.5f;  // s
 constexpr float kSilenceDb = -120.0f;
 constexpr double kFullScale = 32768.0 * 32768.0;
-
-/// Mean square of `n` samples.
-template <class Sample>
-float power(const Sample* x, int32_t n) {
-    std::array<float, 8> sums{};  // as many as let the compiler take vectors
-    constexpr int32_t kSums = sums.size();
-    int32_t i = 0;
-    for (; i + kSums <= n; i += kSums) {
-        for (int32_t k = 0; k < kSums; ++k) {
-            const auto v = static_cast<float>(x[i + k]);
-            sums[static_cast<size_t>(k)] += v * v;
-        }
-    }
-    float sum = 0.0f;
-    for (; i < n; ++i) sum += static_cast<float>(x[i]) * static_cast<float>(x[i]);
-    for (const float s : sums) sum += s;
-    return sum / static_cast<float>(n);
-}
 
 float decibels(float mean_square) {
     const double db = 10.0 * std::log10(mean_square / kFullScale);  // -infinity for 0
@@ -64,9 +46,9 @@ void measure_frame(qel_aec* aec, Path path) {
     };
     const int32_t n = aec->cfg->frame_size;
     const float mic_before = now.mic;
-    now.mic = power(floats(aec->mic), n);
-    now.ref = power(floats(aec->ref), n);
-    now.out = power(aec->out->data, n);
+    now.mic = kernels::mean_square(floats(aec->mic), n);
+    now.ref = kernels::mean_square(floats(aec->ref), n);
+    now.out = kernels::mean_square(aec->out->data, n);
     uint64_t& count = path == Path::kBypassed ? meter.bypassed
                       : path == Path::kMuted  ? meter.muted
                                               : meter.processed;

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "qel/core/internal.hpp"
+#include "qel/math/simd/sum.hpp"
 #include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/sigp/qel_sigp.h"
 #include "qel/spu/svad/keys.hpp"
@@ -25,9 +26,14 @@ constexpr int32_t kSilence = QEL_FRAMING_SILENCE;
 /// Mean absolute distance of `x` from its own mean, in the units of `x`.
 float deviation(std::span<const float> x) {
     const float mean = qel_vector_float32_avg_nval_c(x.data(), static_cast<uint32_t>(x.size()));
-    float sum = 0.0f;
-    for (const float v : x) sum += std::fabs(v - mean);
-    return sum / static_cast<float>(x.size());
+    qel::simd::Sum sum;
+    qel::simd::by_sixteen(
+        static_cast<int32_t>(x.size()),
+        [&](int32_t p, int32_t i) QEL_INLINED {
+            sum.parts[p] += qel::simd::magnitude(qel::simd::load<4>(x.data() + i) - mean);
+        },
+        [&](int32_t i) QEL_INLINED { sum.rest += std::fabs(x[static_cast<size_t>(i)] - mean); });
+    return sum.total() / static_cast<float>(x.size());
 }
 
 /// Extends or breaks a run; true, with the run over, when it reaches `limit`.

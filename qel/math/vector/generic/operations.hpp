@@ -114,6 +114,8 @@ int32_t set(T* data, uint32_t n, T value) {
 template <class T>
 T sum(const T* data, uint32_t n) {
     typename Element<T>::Sum total = 0;
+    // Additions stay in order; one by one, ARMv7 would spend as long on counting.
+    QEL_UNROLLED
     for (uint32_t i = 0; i < n; ++i) total += static_cast<typename Element<T>::Sum>(data[i]);
     return static_cast<T>(total);
 }

@@ -1,0 +1,535 @@
+#include "qel/spu/aec/kernels.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+#include "qel/math/simd/sum.hpp"
+#include "qel/spu/sigp/hypergeom.hpp"
+
+namespace qel::kernels {
+
+using simd::run_at;
+
+namespace {
+
+/// Calls loop(quotient) with a function that divides by `divisor`: by a multiplication where that
+/// is exact, for a power of two.
+template <class Loop>
+QEL_KERNEL void with_quotient(float divisor, Loop loop) {
+    int exponent;
+    if (std::frexp(divisor, &exponent) == 0.5f) {
+        const float inverse = 1.0f / divisor;
+        loop([inverse](float x) QEL_INLINED { return x * inverse; });
+    } else {
+        loop([divisor](float x) QEL_INLINED { return x / divisor; });
+    }
+}
+
+/// Where partition `j` starts, of bins of `parts` floats.
+QEL_KERNEL size_t partition_at(const Partitions& size, int32_t j, size_t parts) {
+    return parts * static_cast<size_t>(j) * static_cast<size_t>(size.block);
+}
+
+QEL_KERNEL float power_of(const float* spec, int32_t k) {
+    return spec[2 * k] * spec[2 * k] + spec[2 * k + 1] * spec[2 * k + 1];
+}
+
+#if defined(__arm__) && !defined(QEL_SCALAR)
+/// One over the square root of x >= 0, by Newton's method: a root instruction takes one number at a
+/// time, and dozens of cycles.
+QEL_KERNEL float inverse_root(float x) {
+    float y = std::bit_cast<float>(0x5f375a86 - (std::bit_cast<int32_t>(x) >> 1));
+    for (int i = 0; i < 3; ++i) y *= 1.5f - 0.5f * x * y * y;
+    return y;
+}
+QEL_KERNEL float root(float x) { return x * inverse_root(x); }
+QEL_KERNEL float over_root(float a, float x) { return a * inverse_root(x); }
+#else
+QEL_KERNEL float root(float x) { return std::sqrt(x); }
+QEL_KERNEL float over_root(float a, float x) { return a / std::sqrt(x); }
+#endif
+
+}  // namespace
+
+void from_samples(const int16_t* src, float* dst, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) dst[i] = static_cast<float>(src[i]);
+    });
+}
+
+void from_wide_samples(const void* src, int32_t shift, float* dst, int32_t n, Width width) {
+    run_at(width, [=, bytes = static_cast<const char*>(src)]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) {
+            int32_t x;
+            std::memcpy(&x, bytes + 4 * i, sizeof x);
+            dst[i] = static_cast<float>(x >> shift);
+        }
+    });
+}
+
+void to_samples(const float* src, int16_t* dst, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) {
+            const float x = src[i];
+            const bool high = x >= 2147483648.0f;
+            const bool inside = x > -2147483648.0f && !high;
+            const int32_t whole = static_cast<int32_t>(inside ? x : 0.0f);
+            dst[i] = static_cast<int16_t>(high ? -1 : whole);
+        }
+    });
+}
+
+void window_pair(const float* window, float* previous, const float* frame, float divisor,
+                 float* dst, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        with_quotient(divisor, [=](auto quotient) QEL_INLINED {
+            QEL_INDEPENDENT
+            for (int32_t i = 0; i < n; ++i) {
+                dst[i] = quotient(window[i] * previous[i]);
+                dst[n + i] = quotient(window[n + i] * frame[i]);
+                previous[i] = frame[i];
+            }
+        });
+    });
+}
+
+void divide(float* x, float divisor, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        with_quotient(divisor, [=](auto quotient) QEL_INLINED {
+            QEL_INDEPENDENT
+            for (int32_t i = 0; i < n; ++i) x[i] = quotient(x[i]);
+        });
+    });
+}
+
+namespace {
+
+constexpr int32_t kBlock = 64;  // numbers whose steps stay in the nearest cache
+
+QEL_KERNEL void add_squares(const float* x, int32_t n, simd::Sum* sum) {
+    simd::by_sixteen(
+        n,
+        [=](int32_t p, int32_t i) QEL_INLINED {
+            const auto v = simd::load<4>(x + i);
+            sum->parts[p] += v * v;
+        },
+        [=](int32_t i) QEL_INLINED { sum->rest += x[i] * x[i]; });
+}
+
+}  // namespace
+
+float mean_square(const float* x, int32_t n, Width width) {
+    simd::Sum sum;
+    run_at(width, [=, &sum]() QEL_INLINED { add_squares(x, n, &sum); });
+    return sum.total() / static_cast<float>(n);
+}
+
+float mean_square(const int16_t* x, int32_t n, Width width) {
+    simd::Sum sum;
+    run_at(width, [=, &sum]() QEL_INLINED {
+        for (int32_t at = 0; at < n; at += kBlock) {
+            float block[kBlock];
+            const int32_t count = std::min(kBlock, n - at);
+            for (int32_t i = 0; i < count; ++i) block[i] = static_cast<float>(x[at + i]);
+            add_squares(block, count, &sum);
+        }
+    });
+    return sum.total() / static_cast<float>(n);
+}
+
+void overlap_add(const float* window, const float* time, float scale, float* overlap, float* out,
+                 int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) {
+            out[i] = (overlap[i] + window[i] * time[i]) * scale;
+            overlap[i] = window[n + i] * time[n + i];
+        }
+    });
+}
+
+void normalise(float norm_gain, float ceiling, const float* floor, const float* post_power,
+               const float* smooth, float* norm, int32_t bins, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < bins; ++k) {
+            const float v = norm_gain * (post_power[k] + smooth[k]), least = floor[k];
+            norm[k] = v <= least ? least : v > ceiling ? ceiling : v;
+        }
+    });
+}
+
+void update_power(const ReferencePower& power, Partitions size, Width width) {
+    run_at(width, [=, p = power]() QEL_INLINED {
+        std::fill_n(p.sum, size.bins, 0.0f);
+        for (int32_t j = 0; j + 1 < size.taps; ++j) {
+            float* older = p.history + partition_at(size, j, 1);
+            const float* newer = older + size.block;
+            QEL_INDEPENDENT
+            for (int32_t k = 0; k < size.bins; ++k) {
+                older[k] = newer[k];
+                p.sum[k] += newer[k];
+            }
+        }
+        float* newest = p.history + partition_at(size, size.taps - 1, 1);
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < size.bins; ++k) {
+            const float x = power_of(p.spec, k);
+            const float sum = p.sum[k] + x;
+            const float a = sum > p.smooth[k] ? p.fast : p.slow;
+            newest[k] = x;
+            p.sum[k] = sum;
+            p.smooth[k] = a * sum + (1.0f - a) * p.smooth[k];
+        }
+    });
+}
+
+namespace {
+
+/// echo += weights * x of kTaps partitions from `x` on, each of which then moves down by `block`
+/// bins; the last stands at `newest` instead of behind the others.
+template <int kTaps>
+QEL_KERNEL void add_products(const float* weights, float* x, const float* newest, float* echo,
+                             Partitions size) {
+    const size_t stride = partition_at(size, 1, 2);
+    QEL_INDEPENDENT
+    for (int32_t k = 0; k < size.bins; ++k) {
+        float re = echo[2 * k], im = echo[2 * k + 1];
+        simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {
+            const float* w = weights + tap * stride + 2 * k;
+            float* older = x + tap * stride + 2 * k;
+            const float* newer = tap + 1 < kTaps ? older + stride : newest + 2 * k;
+            const float xr = newer[0], xi = newer[1];
+            older[0] = xr;
+            older[1] = xi;
+            // Adding the negative: from a difference beside a sum GCC makes one that rounds once.
+            re += w[0] * xr + -w[1] * xi;
+            im += w[0] * xi + w[1] * xr;
+        });
+        echo[2 * k] = re;
+        echo[2 * k + 1] = im;
+    }
+}
+
+/// weights += mu * step * conj(x) of kTaps partitions.
+template <int kTaps>
+QEL_KERNEL void add_conj_products(float mu, const float* step, const float* x, float* weights,
+                                  Partitions size) {
+    const size_t stride = partition_at(size, 1, 2);
+    QEL_INDEPENDENT
+    for (int32_t k = 0; k < size.bins; ++k) {
+        const float gr = step[2 * k], gi = step[2 * k + 1];
+        simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {
+            float* w = weights + tap * stride + 2 * k;
+            const float xr = x[tap * stride + 2 * k], xi = x[tap * stride + 2 * k + 1];
+            w[0] += mu * (gr * xr + gi * xi);
+            w[1] += mu * (gi * xr + -gr * xi);
+        });
+    }
+}
+
+/// Calls step(taps, j) for partitions j and on, `taps` of them, a constant: two, or the last alone.
+template <class Step>
+QEL_KERNEL void by_two(int32_t taps, Step step) {
+    int32_t j = 0;
+    for (; j + 2 <= taps; j += 2) step(std::integral_constant<int, 2>{}, j);
+    if (j < taps) step(std::integral_constant<int, 1>{}, j);
+}
+
+}  // namespace
+
+void estimate_echo(const float* spec, float* history, const float* weights, float* echo,
+                   Partitions size, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        std::fill_n(echo, 2 * size.bins, 0.0f);
+        by_two(size.taps, [=](auto taps, int32_t j) QEL_INLINED {
+            const int32_t next = j + taps;
+            const float* newest = next < size.taps ? history + partition_at(size, next, 2) : spec;
+            add_products<taps>(weights + partition_at(size, j, 2),
+                               history + partition_at(size, j, 2), newest, echo, size);
+        });
+    });
+}
+
+void subtract(const float* mic, const float* echo, float* error, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) error[i] = mic[i] - echo[i];
+    });
+}
+
+void take_step(const float* error, const float* power, const float* norm, float post_gain,
+               float* step, float* post, int32_t bins, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < bins; ++k) {
+            const float denominator = power[k] + norm[k];
+            const float amount = post_gain * power[k];
+            const float re = error[2 * k], im = error[2 * k + 1];
+            const float step_re = re / denominator, step_im = im / denominator;
+            step[2 * k] = step_re;
+            step[2 * k + 1] = step_im;
+            post[2 * k] = re - step_re * amount;
+            post[2 * k + 1] = im - step_im * amount;
+        }
+    });
+}
+
+void adapt(float mu, const float* step, const float* history, float* weights, Partitions size,
+           Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        by_two(size.taps, [=](auto taps, int32_t j) QEL_INLINED {
+            const size_t at = partition_at(size, j, 2);
+            add_conj_products<taps>(mu, step, history + at, weights + at, size);
+        });
+    });
+}
+
+void bound_residual(const Residual& residual, int32_t first, int32_t bins, Width width) {
+    run_at(width, [=, r = residual]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < bins; ++k) {
+            const float mic_re = r.mic[2 * k], mic_im = r.mic[2 * k + 1];
+            const float p = power_of(r.post, k), m = power_of(r.mic, k);
+            const bool bound = (p > m) & (k >= first);
+            const float re = bound ? mic_re : r.post[2 * k];
+            const float im = bound ? mic_im : r.post[2 * k + 1];
+            r.mic_power[k] = m;
+            r.post_power[k] = bound ? m : p;
+            r.echo_power[k] = power_of(r.echo, k);
+            r.post[2 * k] = re;
+            r.post[2 * k + 1] = im;
+            r.echo[2 * k] = mic_re - re;
+            r.echo[2 * k + 1] = mic_im - im;
+        }
+    });
+}
+
+LeakSums sum_leak(const float* error, const float* echo, const float* error_avg,
+                  const float* echo_avg, int32_t bins, Width width) {
+    LeakSums sums;
+    run_at(width, [=, &sums]() QEL_INLINED {
+        simd::Sum see, syy, pey, pyy;
+        simd::by_sixteen(
+            bins,
+            [&](int32_t p, int32_t i) QEL_INLINED {
+                const auto e = simd::load<4>(error + i), y = simd::load<4>(echo + i);
+                const auto d_error = e - simd::load<4>(error_avg + i);
+                const auto d_echo = y - simd::load<4>(echo_avg + i);
+                see.parts[p] += e;
+                syy.parts[p] += y;
+                pey.parts[p] += d_error * d_echo;
+                pyy.parts[p] += d_echo * d_echo;
+            },
+            [&](int32_t i) QEL_INLINED {
+                const float d_error = error[i] - error_avg[i], d_echo = echo[i] - echo_avg[i];
+                see.rest += error[i];
+                syy.rest += echo[i];
+                pey.rest += d_error * d_echo;
+                pyy.rest += d_echo * d_echo;
+            });
+        sums = {see.total(), syy.total(), pey.total(), pyy.total()};
+    });
+    return sums;
+}
+
+void smooth(float share, const float* x, float* avg, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) avg[i] = share * x[i] + (1.0f - share) * avg[i];
+    });
+}
+
+void raise_noise(float leak, const float* echo_power, float* residual, float* noise, int32_t bins,
+                 Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < bins; ++i) {
+            const float r = leak * echo_power[i];
+            residual[i] = r;
+            noise[i] = std::max(0.6f * noise[i], r);
+        }
+    });
+}
+
+namespace {
+
+/// What the bins between two bands add to either.
+struct PairSum {
+    simd::Floats<4> lower{}, upper{};
+    float lower_rest = 0, upper_rest = 0;
+
+    QEL_KERNEL void add(simd::Floats<4> l, simd::Floats<4> u, simd::Floats<4> x) {
+        lower += l * x;
+        upper += u * x;
+    }
+    QEL_KERNEL void add(float l, float u, float x) {
+        lower_rest += l * x;
+        upper_rest += u * x;
+    }
+    QEL_KERNEL float lower_total() const {
+        return (lower[0] + lower[1]) + (lower[2] + lower[3]) + lower_rest;
+    }
+    QEL_KERNEL float upper_total() const {
+        return (upper[0] + upper[1]) + (upper[2] + upper[3]) + upper_rest;
+    }
+};
+
+}  // namespace
+
+void sum_bands(const Bank& bank, float* a, float* b, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        const int32_t bins = bank.starts[bank.bands - 1];
+        float a_below = 0, b_below = 0;  // of the bins below a band
+        for (int32_t band = 0; band + 1 < bank.bands; ++band) {
+            const int32_t start = bank.starts[band];
+            const float *lower = bank.lower + start, *upper = bank.upper + start;
+            const float *from_a = a + start, *from_b = b + start;
+            PairSum a_sum, b_sum;
+            int32_t i = 0;
+            const int32_t n = bank.starts[band + 1] - start;
+            for (; i + 4 <= n; i += 4) {
+                const auto l = simd::load<4>(lower + i), u = simd::load<4>(upper + i);
+                a_sum.add(l, u, simd::load<4>(from_a + i));
+                b_sum.add(l, u, simd::load<4>(from_b + i));
+            }
+            for (; i < n; ++i) {
+                a_sum.add(lower[i], upper[i], from_a[i]);
+                b_sum.add(lower[i], upper[i], from_b[i]);
+            }
+            a[bins + band] = a_below + a_sum.lower_total();
+            b[bins + band] = b_below + b_sum.lower_total();
+            a_below = a_sum.upper_total();
+            b_below = b_sum.upper_total();
+        }
+        a[bins + bank.bands - 1] = a_below;
+        b[bins + bank.bands - 1] = b_below;
+    });
+}
+
+void spread_bands(const Bank& bank, float* a, float* b, float* c, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        const int32_t bins = bank.starts[bank.bands - 1];
+        for (int32_t band = 0; band + 1 < bank.bands; ++band) {
+            const float *a0 = a + bins + band, *b0 = b + bins + band, *c0 = c + bins + band;
+            const float a_lower = a0[0], a_upper = a0[1], b_lower = b0[0], b_upper = b0[1];
+            const float c_lower = c0[0], c_upper = c0[1];
+            const int32_t end = bank.starts[band + 1];
+            QEL_INDEPENDENT
+            for (int32_t i = bank.starts[band]; i < end; ++i) {
+                const float lower = bank.lower[i], upper = bank.upper[i];
+                a[i] = upper * a_upper + lower * a_lower;
+                b[i] = upper * b_upper + lower * b_lower;
+                c[i] = upper * c_upper + lower * c_lower;
+            }
+        }
+    });
+}
+
+void update_snr(const float* power, const float* old_power, const float* noise, float* post,
+                float* prior, int32_t n, Width width) {
+    constexpr float kMaxSnr = 100.0f;
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t i = 0; i < n; ++i) {
+            const float raised = noise[i] + 0.001f, old = old_power[i];
+            const float share = old / (old + raised);
+            const float gamma = 0.1f + 0.89f * (share * share);
+            const float snr = std::min(power[i] / raised - 1.0f, kMaxSnr);
+            post[i] = snr;
+            prior[i] =
+                std::min(gamma * std::max(0.0f, snr) + (1.0f - gamma) * (old / raised), kMaxSnr);
+        }
+    });
+}
+
+namespace {
+
+/// The estimator's gain of up to kBlock bins. The steps are loops of their own: looking up the
+/// table makes a loop scalar, and so does what compilers make of a bounded number as an index.
+QEL_KERNEL void block_gain(const float* post, const float* prior, float* gain, int32_t n) {
+    float wiener[kBlock], theta[kBlock], place[kBlock], around[2 * kBlock];
+    int32_t index[kBlock];
+    QEL_INDEPENDENT
+    for (int32_t i = 0; i < n; ++i) {
+        wiener[i] = prior[i] / (prior[i] + 1.0f);
+        theta[i] = (post[i] + 1.0f) * wiener[i];
+        place[i] = hypergeom_place(theta[i]);
+    }
+    QEL_INDEPENDENT
+    for (int32_t i = 0; i < n; ++i) index[i] = static_cast<int32_t>(place[i]);
+    for (int32_t i = 0; i < n; ++i) {
+        std::memcpy(&around[2 * i], &kHypergeom[static_cast<uint32_t>(index[i])],
+                    2 * sizeof(float));
+    }
+    QEL_INDEPENDENT
+    for (int32_t i = 0; i < n; ++i) {
+        const float t = theta[i], part = place[i] - static_cast<float>(index[i]);
+        const float between = part * around[2 * i + 1] + (1.0f - part) * around[2 * i];
+        const float inside = over_root(between, t + 0.0001f), above = 1.0f + 0.1296f / t;
+        const float ratio = hypergeom_choice(t, inside, above);
+        gain[i] = std::min(1.0f, wiener[i] * ratio);
+    }
+}
+
+}  // namespace
+
+void estimate_gain(const float* post, const float* prior, float* gain, int32_t n, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        for (int32_t at = 0; at < n; at += kBlock) {
+            block_gain(post + at, prior + at, gain + at, std::min(kBlock, n - at));
+        }
+    });
+}
+
+void update_bin_gains(const BinGains& gains, int32_t bins, Width width) {
+    run_at(width, [=, all = gains]() QEL_INLINED {
+        float estimate[kBlock];
+        for (int32_t at = 0; at < bins; at += kBlock) {
+            const int32_t n = std::min(kBlock, bins - at);
+            block_gain(all.post + at, all.prior + at, estimate, n);
+            const float *power = all.power + at, *floor = all.floor + at;
+            float *old_power = all.old_power + at, *gain = all.gain + at;
+            float* presence = all.presence + at;
+            QEL_INDEPENDENT
+            for (int32_t i = 0; i < n; ++i) {
+                const float near = 3.0f * gain[i];
+                const float g = gain[i] < 0.333f * estimate[i] ? near : estimate[i];
+                const float bounded = std::max(g, floor[i]), p = presence[i];
+                const float amplitude = p * root(bounded) + (1.0f - p) * root(floor[i]);
+                old_power[i] = 0.2f * old_power[i] + 0.8f * (g * g) * power[i];
+                gain[i] = bounded;
+                presence[i] = amplitude * amplitude;
+            }
+        }
+    });
+}
+
+void over_subtract(float factor, const float* weight, const float* step, const float* error,
+                   float* out, int32_t bins, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < bins; ++k) {
+            const float amount = factor * weight[k];
+            out[2 * k] = error[2 * k] - amount * step[2 * k];
+            out[2 * k + 1] = error[2 * k + 1] - amount * step[2 * k + 1];
+        }
+    });
+}
+
+void apply_gain(const float* spec, const float* gain, float* out, int32_t bins, Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        QEL_INDEPENDENT
+        for (int32_t k = 0; k < bins; ++k) {
+            out[2 * k] = spec[2 * k] * gain[k];
+            out[2 * k + 1] = spec[2 * k + 1] * gain[k];
+        }
+    });
+}
+
+}  // namespace qel::kernels
