@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the given groups need; done in no time if all are there.
-#   tools/setup.sh GROUP...      groups: build, test, demo, arm, clang
+#   tools/setup.sh GROUP...      groups: build, test, demo, bench, arm, clang
 set -euo pipefail
 
 declare -A groups=(
@@ -8,6 +8,7 @@ declare -A groups=(
     [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
             lua5.2 lua5.3 lua5.4 luajit"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
+    [bench]="python3 libbenchmark-dev libfftw3-dev libwebrtc-audio-processing-dev"
     [arm]="g++-arm-linux-gnueabihf qemu-user"
     [clang]="clang libclang-rt-14-dev clang-format"
 )
