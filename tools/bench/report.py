@@ -211,12 +211,12 @@ def main():
     start = time.monotonic()
 
     print("== side by side with the peers, in one process, in turn", flush=True)
-    peers = Peers(str(arguments.host / "benchmarks/peers"))
+    peers = Peers(str(arguments.host / "benchmarks/peers/peers"))
     print("== counting an ARM processor's instructions", flush=True)
-    counts = {work: Count(arguments.arm / "frame_count", arguments.sysroot, work, length, 3)
+    counts = {work: Count(arguments.arm / "frame_trace", arguments.sysroot, work, length, 3)
               for work, length in (("processed", FRAME), ("bypassed", FRAME), ("r2c", 1024))}
     print("== where a frame's time goes", flush=True)
-    shares, interruptions = host_steps(arguments.host / "benchmarks/frame_profile")
+    shares, interruptions = host_steps(arguments.host / "benchmarks/peers/frame_profile")
 
     blocks = {
         "machine": machine(peers),

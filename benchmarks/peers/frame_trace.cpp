@@ -1,5 +1,5 @@
 // One piece of work a number of times between two marks, for tools/bench to count what an emulated
-// processor executes: frame_count processed|bypassed|r2c LENGTH TIMES.
+// processor executes: frame_trace processed|bypassed|r2c LENGTH TIMES.
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
