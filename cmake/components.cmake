@@ -14,11 +14,12 @@ function(qel_sources variable)
     set(${variable} ${all} PARENT_SCOPE)
 endfunction()
 
-# qel_component(<name> <room>... [NEON <room>] [NEEDS <component>...]): compiles the rooms once, as
-# qel_<name>_objects. What links qel_<name> gets their objects and those of all that they need. For
-# a processor with NEON the room behind NEON belongs to it; QEL_NEON is defined then.
+# qel_component(<name> <room>... [NEON <room>] [X86 <room>] [NEEDS <component>...]): compiles the
+# rooms once, as qel_<name>_objects. What links qel_<name> gets their objects and those of all that
+# they need. For a processor with NEON the room behind NEON belongs to it and QEL_NEON is defined;
+# X86 and QEL_X86 are the same for x86-64.
 function(qel_component name)
-    cmake_parse_arguments(arg "" "NEON" "NEEDS" ${ARGN})
+    cmake_parse_arguments(arg "" "NEON;X86" "NEEDS" ${ARGN})
     set(objects qel_${name}_objects)
     qel_sources(sources ${arg_UNPARSED_ARGUMENTS})
     add_library(${objects} OBJECT ${sources})
@@ -31,14 +32,16 @@ function(qel_component name)
     qel_use(qel_${name} INTERFACE ${arg_NEEDS})
     target_link_libraries(qel_${name} INTERFACE m)
 
-    if(arg_NEON)
-        qel_sources(variants ${arg_NEON})
-    endif()
-    if(QEL_HAVE_NEON AND arg_NEON)
-        target_sources(${objects} PRIVATE ${variants})
-        target_compile_definitions(${objects} PRIVATE QEL_NEON)
-        target_compile_definitions(qel_${name} INTERFACE QEL_NEON)
-    endif()
+    foreach(family NEON X86)
+        if(arg_${family})
+            qel_sources(variants ${arg_${family}})
+            if(QEL_HAVE_${family})
+                target_sources(${objects} PRIVATE ${variants})
+                target_compile_definitions(${objects} PRIVATE QEL_${family})
+                target_compile_definitions(qel_${name} INTERFACE QEL_${family})
+            endif()
+        endif()
+    endforeach()
 endfunction()
 
 # qel_use(<target> PRIVATE|INTERFACE <component>...): links the components, which must exist.
@@ -51,7 +54,7 @@ function(qel_use target scope)
     endforeach()
 endfunction()
 
-# qel_program(<name> <source>... [USES <component or library target>...])
+# qel_program(<name> <source>... USES <component>...)
 function(qel_program name)
     cmake_parse_arguments(arg "" "" "USES" ${ARGN})
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})

@@ -72,6 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 break;
             case 12: qel_string_get_achar(bytes.c_str(), letter); break;
             default:
+                if (model.size() > 1 << 16) break;  // it grows by half each time
                 qel_string_append(s, s->data, s->length / 2);
                 model += std::string(model, 0, model.size() / 2);
                 break;

@@ -8,10 +8,18 @@ if(NOT LUA_LIBRARY OR NOT LUA_PROGRAM)
     message(FATAL_ERROR "Lua 5.1 not found: install its interpreter and library")
 endif()
 
-qel_test(api api abi USES load)
+qel_test(api USES load)
 target_link_libraries(api_test PRIVATE ${LUA_LIBRARY})
 target_include_directories(api_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
 target_compile_definitions(api_test PRIVATE QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+
+# What takes time: short forms like any test, the long ones in `./test soak`.
+qel_test(soak USES load)
+target_link_libraries(soak_test PRIVATE ${LUA_LIBRARY})
+target_include_directories(soak_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
+add_test(NAME ${QEL_LABEL}.soak COMMAND soak_test --gtest_filter=Soak.*)
+set_tests_properties(${QEL_LABEL}.soak PROPERTIES LABELS soak ENVIRONMENT QEL_SOAK=1
+                     TIMEOUT 86400)
 
 # Every header alone, as C99.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}

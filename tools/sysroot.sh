@@ -1,17 +1,23 @@
 #!/usr/bin/env bash
-# Makes build/sysroot-armhf, what the preset armhf builds against and runs with: Debian's armhf
-# packages, unpacked. Done in no time if it is there. Neither root nor a second architecture is
-# needed: apt works on lists and a package status of its own.
+# Makes build/sysroot-ARCHITECTURE, what the preset of that name builds against and runs with:
+# Debian's packages for it, unpacked. Done in no time if it is there. Neither root nor a second
+# architecture is needed: apt works on lists and a package status of its own.
+#   tools/sysroot.sh [armhf|arm64]      armhf without a name
 set -euo pipefail
 cd "$(dirname "$0")/.."
+architecture=${1:-armhf}
+if [[ $# -gt 1 || ! $architecture =~ ^arm(hf|64)$ ]]; then
+    echo "usage: tools/sysroot.sh [armhf|arm64]" >&2
+    exit 2
+fi
 
 packages="lua5.1 liblua5.1-0-dev libcjson-dev libgtest-dev libgmock-dev libstdc++6"
-sysroot=$PWD/build/sysroot-armhf
+sysroot=$PWD/build/sysroot-$architecture
 if [ "$(cat "$sysroot/packages" 2> /dev/null)" = "$packages" ]; then
     exit 0
 fi
 if ! command -v apt-get > /dev/null || ! command -v dpkg > /dev/null; then
-    echo "sysroot: no apt-get here. Unpack these armhf packages, and what they need, into" >&2
+    echo "sysroot: no apt-get here. Unpack these $architecture packages and what they need into" >&2
     echo "  $sysroot: $packages" >&2
     echo "and write their names into the file packages in it." >&2
     exit 1
@@ -28,15 +34,16 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 mkdir -p "$scratch"/{lists,archives}/partial "$scratch/tree"
 touch "$scratch/status"
-echo "deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] \
+echo "deb [arch=$architecture signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] \
 $mirror $suite main" > "$scratch/sources.list"
-apt=(apt-get -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root
-    -o Acquire::Languages=none -o Dir::State="$scratch" -o Dir::State::status="$scratch/status"
-    -o Dir::Cache="$scratch" -o Dir::Etc::sourcelist="$scratch/sources.list" -o Dir::Etc::sourceparts=-)
+apt=(apt-get -q -o APT::Architecture="$architecture" -o APT::Architectures="$architecture"
+    -o APT::Sandbox::User=root -o Acquire::Languages=none
+    -o Dir::State="$scratch" -o Dir::State::status="$scratch/status" -o Dir::Cache="$scratch"
+    -o Dir::Etc::sourcelist="$scratch/sources.list" -o Dir::Etc::sourceparts=-)
 if ! { "${apt[@]}" update && "${apt[@]}" -y install --no-install-recommends --download-only \
     $packages; } > "$scratch/log" 2>&1; then
     cat "$scratch/log" >&2
-    echo "sysroot: armhf packages of $suite can't be had from $mirror" >&2
+    echo "sysroot: $architecture packages of $suite can't be had from $mirror" >&2
     exit 1
 fi
 for package in "$scratch"/archives/*.deb; do

@@ -60,6 +60,7 @@ QEL_RUN_VECTOR(int16, 1 << 12)
 // The integer transforms take a last argument, whether they scale.
 #define QEL_RUN_FFT(type, T, ...)                                                                  \
     bool run_fft_##type(std::string_view name, uint32_t n, int times) {                            \
+        if (name != "c2c" && name != "r2c" && name != "c2r") return false;                         \
         const auto points = static_cast<int32_t>(n);                                               \
         const auto c2c = name == "c2c" ? qel_fft_alloc_c2c_##type(points) : nullptr;               \
         const auto r2c = name != "c2c" ? qel_fft_alloc_r2c_##type(points) : nullptr;               \

@@ -12,7 +12,7 @@ QEL_BEGIN_DECLS
 typedef struct qel_api_finding {
     const char* code;     // short and fixed, such as "unknown-key", for programs
     uint32_t level;       // QEL_LOG_WARNING; QEL_LOG_ERROR: the configuration cannot be used
-    const char* file;     // as it was named
+    const char* file;     // as it was named; "" where the text names it
     int32_t line;         // from 1; 0 where the finding is about the file as a whole
     int32_t column;       // from 1, in bytes; 0 likewise
     const char* key;      // with its sections, "aec > vad > amp_thresh"; "" for none

@@ -1,4 +1,5 @@
-"""What echo.so shows and needs: exported and undefined names, libraries, names found by dlsym."""
+"""What echo.so shows and needs: exported and undefined names, libraries, names found by dlsym; and
+the records that hosts compile against: bytes on 64-bit and on 32-bit processors, fields in order."""
 import ctypes
 import os
 import pathlib
@@ -51,6 +52,17 @@ class Abi(unittest.TestCase):
             allowed |= names(path.strip(), "--defined-only")
         undefined = names(MODULE, "--undefined-only") - allowed
         self.assertEqual([name for name in undefined if not re.match(r"luaL?_\w+$", name)], [])
+
+    def test_records_are_laid_out_as_listed(self):
+        checks = '#include "qel/qel.h"\n'
+        listed = (HERE / "records.txt").read_text()
+        for record in re.findall(r"^(\w+) (\d+) (\d+):([^:]*)$", listed, re.MULTILINE):
+            name, bytes_64, bytes_32, fields = record
+            values = ", ".join(f".{field} = {{}}" for field in fields.split())  # in order, for C++
+            checks += f"static_assert(sizeof({name}{{{values}}}) == " \
+                      f"(sizeof(void*) == 8 ? {bytes_64} : {bytes_32}));\n"
+        subprocess.run([os.environ["CC"], "--sysroot=" + os.environ["SYSROOT"], "-std=c++20", "-I", ROOT,
+                        "-fsyntax-only", "-xc++", "-"], input=checks, text=True, check=True)
 
     @unittest.skipIf(os.environ["QEL_EMULATOR"], "Python loads modules of this machine only")
     def test_loaded_without_lua_it_has_cjson_and_filled_tables(self):

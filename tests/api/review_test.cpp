@@ -8,8 +8,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "qel/api/qel_api_aec.h"
-#include "qel/core/qel_debug.h"
 #include "qel/spu/aec/keys.hpp"
 #include "tests/support/log_capture.hpp"
 #include "tests/support/temp_path.hpp"
@@ -27,13 +25,6 @@ std::string read(const std::filesystem::path& path) {
 
 using Files = std::map<std::string, std::string>;
 
-/// A folder with files, for its lifetime.
-struct Folder : TempFolder {
-    explicit Folder(const Files& files) {
-        for (const auto& [file, text] : files) write(file, text);
-    }
-};
-
 /// All findings, one line each: "code file:line:column key=written".
 std::string findings(const std::filesystem::path& path, int32_t frame_len = 0) {
     const LogCapture quiet;
@@ -50,6 +41,13 @@ std::string findings(const std::filesystem::path& path, int32_t frame_len = 0) {
     return lines;
 }
 
+/// Those of a file `a`, beside others.
+std::string findings(const Files& files, int32_t frame_len = 0) {
+    const TempFolder folder;
+    for (const auto& [file, text] : files) folder.write(file, text);
+    return findings(folder.path("a"), frame_len);
+}
+
 TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
     const struct {
         const char* text;
@@ -57,6 +55,8 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
     } cases[] = {
         {"aec = { use_vad = yes; use_hdr = F; taps = 4; vad = { amp_thresh = 1e1; } }", ""},
         {"n = 8; aec = { m = ${n}; taps = ${m}; type = Fixed16; mute = { mute_time = 0; } }", ""},
+        {"pwd = x; aec = { nlp = { nb_banks = 20; } }", ""},
+        {"aec = { use_nlp = no; frame_size = 416; }", ""},
         {"aec = {\n use_vda = on; }", "unknown a:2:2 aec > use_vda=on\n"},
         {"aec = {}\nAEC = { taps = x; }\nother = 1;",
          "unknown a:2:1 AEC={\nunknown a:3:1 other=1\n"},
@@ -67,17 +67,19 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
         {"aec = { use_vad = on; use_nlp = enabled; use_mute = off; use_hdr = \"\"; }",
          "boolean a:1:9 aec > use_vad=on\nboolean a:1:23 aec > use_nlp=enabled\n"
          "boolean a:1:42 aec > use_mute=off\nboolean a:1:58 aec > use_hdr=\"\"\n"},
-        {"aec = { frame_size = 512ms; taps = 65537; offset_bins = 99999999999; nb_banks = many; }",
+        {"aec = { frame_size = 512ms; taps = 65537; offset_bins = 99999999999999999999; nb_banks = "
+         "many; freqs = 16000; }",
          "trailing a:1:9 aec > frame_size=512ms\nwidth a:1:29 aec > taps=65537\n"
-         "width a:1:43 aec > offset_bins=99999999999\nnumber a:1:70 aec > nb_banks=many\n"},
+         "width a:1:43 aec > offset_bins=99999999999999999999\nnumber a:1:79 aec > "
+         "nb_banks=many\n"},
         {"aec = { mute = { mute_time = 0.5; } vad = { amp_thresh = 5x; spe2sil_num = -1; } }",
          "fraction a:1:18 aec > mute > mute_time=0.5\ntrailing a:1:45 aec > vad > amp_thresh=5x\n"
          "range a:1:62 aec > vad > spe2sil_num=-1\n"},
         {"aec = { freqs = 48000; }", "width a:1:9 aec > freqs=48000\n"},
         {"aec = { freqs = 300; nlp = { freqs = 300; } }",
          "range a:1:9 aec > freqs=300\nrange a:1:30 aec > nlp > freqs=300\n"},
-        {"aec = { vad = { amp_thresh = nan; } type = float; }",
-         "range a:1:17 aec > vad > amp_thresh=nan\ntype a:1:37 aec > type=float\n"},
+        {"aec = { vad = { amp_thresh = nan; } type = \"a;b\"; }",
+         "range a:1:17 aec > vad > amp_thresh=nan\ntype a:1:37 aec > type=\"a;b\"\n"},
         {"x = 1;", "unknown a:1:1 x=1\nno-section a:0:0 aec=\n"},
         {"# nothing", "no-section a:0:0 aec=\n"},
         {"aec = { taps = 6; vad = 5; nlp = [ 1 ] use_vad = { } }",
@@ -96,27 +98,33 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
         {"aec = { frame_size = 256; freqs = 8000; nb_banks = 20; nlp = { freqs = 16000; } }",
          "disagree a:1:9 aec > nlp > frame_size=512\ndisagree a:1:64 aec > nlp > freqs=16000\n"
          "disagree a:1:41 aec > nlp > nb_banks=24\n"},
-        {"aec = { frame_size = 509; use_nlp = no; }", "slow a:1:9 aec > frame_size=509\n"},
+        {";a = 1; \"//x\" = 1; aec = {}",
+         "comment a:1:2 a=1\nunknown a:1:2 a=1\nunknown a:1:9 //x=1\n"},
+        {"aec = { frame_size = 544; use_nlp = no; }", "slow a:1:9 aec > frame_size=544\n"},
         {"aec = { taps = 6 }", "syntax a:1:17 =\n"},
         {"a = 1;\n }", "syntax a:2:2 =\n"},
         {"#include missing;", "syntax a:1:10 =\n"},
         {"#include \"${pwd}/b\";", "syntax a:1:10 =\n"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(findings(Folder(Files{{"a", c.text}}).path("a")), c.expected) << c.text;
+        EXPECT_EQ(findings(Files{{"a", c.text}}), c.expected) << c.text;
     }
-    EXPECT_EQ(findings(Folder(Files{{"a", ""}}).path("a")), "syntax :0:0 =\n");
-    const Folder folder(Files{{"a", "aec = { use_nlp = no; frame_size = 160; }"}});
-    EXPECT_EQ(findings(folder.path("a"), 320), "");
-    EXPECT_EQ(findings(folder.path("a"), 512), "frame-len a:1:23 aec > frame_size=160\n");
+    EXPECT_EQ(findings(Files{{"a", ""}}), "syntax :0:0 =\n");
+    const std::string k(60, 'k');
+    EXPECT_EQ(findings(Files{{"a", "aec = {" + k + "=1;k" + k + "=1; }"}}),
+              "unknown a:1:8 aec > " + k + "=1\nunknown a:1:71 aec > " + k + "...=1\n");
+    const Files files = {{"a", "aec = { use_nlp = no; frame_size = 160; }"}};
+    EXPECT_EQ(findings(files, 320), "");
+    EXPECT_EQ(findings(files, 512), "frame-len a:1:23 aec > frame_size=160\n");
 }
 
 TEST(Review, FollowsIncludes) {
     const Files included = {{"base", "aec = { taps = 6;\n use_vda = 1; }"},
+                            {"outer", "#include ${pwd}/base;"},
                             {"bad", "# x\n\nb = 1 ;"},
                             {"open", "'oops"}};
     const std::pair<std::string, std::string> cases[] = {
-        {"#include ${pwd}/base;\naec = { taps = 8; }", "unknown base:2:2 aec > use_vda=1\n"},
+        {"#include ${pwd}/outer;\naec = { taps = 8; }", "unknown base:2:2 aec > use_vda=1\n"},
         {"aec = { taps = 8; }\n#include ${pwd}/base;",
          "twice base:1:9 aec > taps=6\nunknown base:2:2 aec > use_vda=1\n"},
         {"#include ${pwd}/open; aec = { }", "quote open:1:1 'oops=\n"},
@@ -124,49 +132,14 @@ TEST(Review, FollowsIncludes) {
     for (const auto& [text, expected] : cases) {
         auto files = included;
         files["a"] = text;
-        EXPECT_EQ(findings(Folder(files).path("a")), expected) << text;
+        EXPECT_EQ(findings(files), expected) << text;
     }
-}
-
-TEST(Review, IsWrittenBesideTheLogAndGivesTheReason) {
-    const struct {
-        const char* text;
-        const char* line;    // of the log, in part
-        const char* reason;  // of the null handle; null for a handle
-    } cases[] = {
-        {"aec = {\n use_vda = on; }",
-         ":2:2: aec > use_vda = on: there is no such key and it is not read; the nearest known one "
-         "is "
-         "use_vad\n",
-         nullptr},
-        {"aec = { taps = 6 }", ":1:17: expected ';' right behind a plain value", "found a blank"},
-        {"aec = { freqs = 48000; }", "does not fit and is taken as -17536",
-         "freqs = 48000 cannot work: must be 512 to 32767."},
-        {"", "empty: ", "empty: "}};
-    for (const auto& c : cases) {
-        const Folder folder(Files{{"a", c.text}});
-        for (const bool in_memory : {false, true}) {
-            const LogCapture log;
-            qel_api_aec_t* const api =
-                in_memory ? qel_api_aec_new_text(c.text, static_cast<uint32_t>(strlen(c.text)))
-                          : qel_api_aec_new(folder.path("a").c_str(), 0);
-            EXPECT_EQ(api == nullptr, c.reason != nullptr) << c.text;
-            EXPECT_THAT(log.text(), HasSubstr(c.line));
-            EXPECT_THAT(log.text(), HasSubstr(in_memory ? "(text)" : folder.path("a")));
-            EXPECT_THAT(qel_api_aec_last_error(), HasSubstr(c.reason ? c.reason : ""));
-            qel_api_aec_delete(api);
-        }
-    }
-    EXPECT_EQ(qel_api_aec_new("/nonexistent", 1), nullptr);
-    EXPECT_THAT(qel_api_aec_last_error(), HasSubstr("binary"));
-    EXPECT_EQ(qel_api_aec_new(nullptr, 0), nullptr);
-    EXPECT_THAT(qel_api_aec_last_error(), HasSubstr("path"));
 }
 
 TEST(Review, StopsAtAHundredFindings) {
     std::string text = "aec = {}\n";
     for (int i = 0; i < 500; ++i) text += "bogus = 1;\n";
-    const std::string lines = findings(Folder(Files{{"a", text}}).path("a"));
+    const std::string lines = findings(Files{{"a", text}});
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 101);
     EXPECT_THAT(lines, HasSubstr("more a:0:0"));
 }
@@ -179,17 +152,11 @@ TEST(Review, LeavesOurOwnFilesAlone) {
     int shown = 0;
     for (const auto& entry : std::filesystem::directory_iterator(kTree / "docs")) {
         const std::string page = read(entry.path());
-        const std::string fence = "\n```\n";
-        for (size_t at = page.find(fence), end; at != std::string::npos;
-             at = page.find(fence, end + 1)) {
-            const size_t from = at + fence.size();
-            end = page.find(fence, at + 1);
-            const std::string block = page.substr(from, end - from + 1);
-            if (end == std::string::npos) break;
-            if (("\n" + block).find("\naec = {") == std::string::npos) continue;
-            const Folder folder(Files{{"a", block}, {"common.conf", "# nothing\n"}});
-            EXPECT_EQ(findings(folder.path("a")), "") << block;
-            ++shown;
+        const std::string begins = "\naec = {";
+        for (size_t at = 0; (at = page.find(begins, at + 1)) != std::string::npos; ++shown) {
+            const size_t from = page.rfind("```\n", at) + 4, end = page.find("```", at);
+            const std::string block = page.substr(from, end - from);
+            EXPECT_EQ(findings(Files{{"a", block}, {"common.conf", "# nothing\n"}}), "") << block;
         }
     }
     EXPECT_GE(shown, 2);
@@ -198,23 +165,15 @@ TEST(Review, LeavesOurOwnFilesAlone) {
 std::string default_of(const qel::Key& key) {
     if (key.kind == qel::KeyKind::kType) return "float32";
     if (key.kind == qel::KeyKind::kFlag) return key.fallback ? "yes" : "no";
-    std::ostringstream text;
-    text << key.fallback;
-    return text.str();
+    return testing::PrintToString(key.fallback);
 }
 
 std::string range_of(const qel::Key& key) {
     if (key.kind == qel::KeyKind::kType) return "`float32`, `fixed32`, `fixed16`";
     if (key.kind == qel::KeyKind::kFlag) return "boolean";
     if (key.least == qel::kLowest) return "integer";
-    std::ostringstream text;
-    if (key.least == qel::kFrameSize) {
-        text << "`frame_size`";
-    } else {
-        text << key.least;
-    }
-    text << " to " << static_cast<int64_t>(key.most);
-    return text.str();
+    return (key.least == qel::kFrameSize ? "`frame_size`" : testing::PrintToString(key.least)) +
+           " to " + std::to_string(static_cast<int64_t>(key.most));
 }
 
 TEST(Keys, AreDocumentedAsTheyAre) {

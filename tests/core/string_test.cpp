@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/each.hpp"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
 
@@ -40,7 +41,8 @@ TEST(String, OperationsLeaveExactlyThisStorage) {
     EXPECT_EQ(after(Str("a\0-b"sv), qel_string_filter_out, '-'), "0 4 a.-b....") << "stops at 0";
     EXPECT_EQ(after(Str("abc", 'x'), qel_string_filter_out, 'c'), "0 1 x...") << "zeroes old bytes";
     EXPECT_EQ(after(Str("ab"), qel_string_merge, 3, "c", "def", "gh"), "0 3 abc.........");
-    EXPECT_TRUE(log.has("append string failed.") && log.has("bigger than data length, 3 < 0"));
+    EXPECT_TRUE(log.has("append string failed."));
+    EXPECT_TRUE(log.has("bigger than data length, 3 < 0"));
     EXPECT_EQ(after(Str("ab"), qel_string_merge, 257, "c"), "0 3 abc.") << "counts wrap to 1";
     EXPECT_EQ(after(Str("abcd", 'x'), qel_string_merge, 0, ""), "0 1 x...");
     const auto own = [](qel_string* s) {
@@ -53,20 +55,24 @@ TEST(String, SearchesAndComparisons) {
     Str abc("abc"), zero("a\0a"sv), stale("abcdef", 'x'), gone("");
     qel_string_clean(gone);
     constexpr auto has = qel_string_has_char, last = qel_string_strrchr;
-    EXPECT_TRUE(has(abc, 'c') && has(zero, 0) && qel_string_count_char(zero, 'a') == 2);
-    EXPECT_FALSE(has(abc, 0) || has(abc, 'z') || has(stale, 'f') || has(gone, 0));
-    EXPECT_TRUE(last(abc, 'c') == 3 && last(zero, 'a') == 1 && last(stale, 'f') == 6);
-    EXPECT_FALSE(last(abc, 'z') || last(Str(""), 0) || last(gone, 0));
+    EXPECT_EQ(each(has(abc, 'c'), has(zero, 0), has(abc, 0), has(abc, 'z'), has(stale, 'f'),
+                   has(gone, 0), qel_string_count_char(zero, 'a')),
+              "1 1 0 0 0 0 2");
+    EXPECT_EQ(each(last(abc, 'c'), last(zero, 'a'), last(stale, 'f'), last(abc, 'z'),
+                   last(Str(""), 0), last(gone, 0)),
+              "3 1 6 0 0 0");
     constexpr auto starts = qel_string_is_start_with, ends = qel_string_is_end_with;
-    EXPECT_TRUE(starts(abc, "abX", 2, 0) && starts(abc, "AB", 0, 1) && starts(gone, "", 0, 1));
-    EXPECT_FALSE(starts(abc, "abcd", 0, 1) || starts(abc, "aB", 0, 0) || starts(abc, "b", 0, 0));
-    EXPECT_TRUE(ends(abc, "Cx", 1, 1) && ends(abc, "abc", 0, 0) && !ends(abc, "ab", 0, 0));
+    EXPECT_EQ(each(starts(abc, "abX", 2, 0), starts(abc, "AB", 0, 1), starts(gone, "", 0, 1),
+                   starts(abc, "abcd", 0, 1), starts(abc, "aB", 0, 0), starts(abc, "b", 0, 0)),
+              "1 1 1 0 0 0");
+    EXPECT_EQ(each(ends(abc, "Cx", 1, 1), ends(abc, "abc", 0, 0), ends(abc, "ab", 0, 0)), "1 1 0");
     constexpr auto same = qel_string_compare;
-    EXPECT_TRUE(same(abc, "abcd", 3, 0) && qel_string_equal(abc, Str("ABC"), 1));
-    EXPECT_FALSE(same(abc, "abcd", 4, 0) || same(abc, "abd", 3, 1) || same(abc, "ABC", 3, 0));
+    EXPECT_EQ(each(same(abc, "abcd", 3, 0), qel_string_equal(abc, Str("ABC"), 1),
+                   same(abc, "abcd", 4, 0), same(abc, "abd", 3, 1), same(abc, "ABC", 3, 0)),
+              "1 1 0 0 0");
     constexpr auto hex = qel_string_is_hex, oct = qel_string_is_oct;
-    EXPECT_TRUE(hex(gone) && hex(Str("0x0aF")) && oct(Str("0")) && oct(Str("019")));
-    EXPECT_FALSE(hex(Str("0x")) || hex(Str("0X1")) || oct(Str("0190")) || oct(gone));
+    EXPECT_EQ(each(hex(gone), hex(Str("0x0aF")), hex(Str("0x")), hex(Str("0X1"))), "1 1 0 0");
+    EXPECT_EQ(each(oct(Str("0")), oct(Str("019")), oct(Str("0190")), oct(gone)), "1 1 0 0");
 }
 
 TEST(String, ParsesNumbersLikeTheCLibrary) {
@@ -81,7 +87,8 @@ TEST(String, ParsesNumbersLikeTheCLibrary) {
     EXPECT_EQ(parse("0777z", 0) + parse("12z", 0) + parse("-12x", 10), "511|z12|z-12|x");
     EXPECT_EQ(parse("4294967295", 0x10A) + parse("12", 1), "-1|0|12") << "wraps; impossible base";
     float value = 0;
-    EXPECT_TRUE(qel_string_to_float(Str("0.1e1x"), &value, nullptr) == 0 && value == 1.0f);
+    EXPECT_EQ(qel_string_to_float(Str("0.1e1x"), &value, nullptr), 0);
+    EXPECT_EQ(value, 1.0f);
 }
 
 TEST(String, TakesOneAndThreeByteCharacters) {
@@ -94,7 +101,7 @@ TEST(String, TakesOneAndThreeByteCharacters) {
     EXPECT_EQ(take("") + take("\xE4\xBD") + take("\xC3\xA9"), "000");
     EXPECT_TRUE(log.has("skip an invalid char '0xFFFFFFC3'"));
     constexpr auto bytes = qel_string_utf8_bytes;
-    EXPECT_TRUE(bytes(0x7F) == 1 && bytes(-0x80) == 2 && bytes(-0x10) == 4 && bytes(-1) == 8);
+    EXPECT_EQ(each(bytes(0x7F), bytes(-0x80), bytes(-0x10), bytes(-1)), "1 2 4 8");
 }
 
 TEST(String, FormatsUpToItsBufferAndDumps) {
@@ -112,12 +119,14 @@ TEST(String, RefusedMemoryChangesNothing) {
     for (const int64_t allowed : {0, 1}) {
         const FailingAlloc refused(allowed, 9);
         EXPECT_EQ(qel_string_duplicate(s), nullptr);
-        EXPECT_EQ(qel_string_append(s, "defg", 4) & qel_string_resize(s, 9), -1);
+        EXPECT_EQ(each(qel_string_append(s, "defg", 4), qel_string_resize(s, 9)), "-1 -1");
     }
-    EXPECT_EQ(qel_string_append(s, "x", UINT32_MAX) & qel_string_resize(s, INT32_MAX), -1);
+    EXPECT_EQ(each(qel_string_append(s, "x", UINT32_MAX), qel_string_resize(s, INT32_MAX)),
+              "-1 -1");
     EXPECT_STREQ(s.data, "abc");
-    EXPECT_TRUE(log.has("[E] qel_string:_string_expand:") && log.has("realloc failed. bytes: 8."));
-    EXPECT_TRUE(log.has("realloc failed. bytes 12.") && log.has("out of memory."));
+    for (const char* line : {"[E] qel_string:_string_expand:", "realloc failed. bytes: 8.",
+                             "realloc failed. bytes 12.", "out of memory."})
+        EXPECT_TRUE(log.has(line)) << line;
 }
 
 }  // namespace

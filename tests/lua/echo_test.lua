@@ -81,6 +81,7 @@ for _, case in ipairs({
     {'"qelCfgFile": "' .. config("aec = { use_hdr = 1; }") .. '", "frameLen": 512', nil, "use_hdr"},
     {'$, "isBin": 1', FAILED, ": 1 is refused"}, {'$, "isBin": true', FAILED, "true, taken as 1, is refused"},
     {'@,\n\n "frameLen": 512,,', FAILED, "line 3, column 19, near ' \"frameLen\": 512,,}'"},
+    {'$} behind {'}, {"$,," .. ("x"):rep(99), FAILED, ",," .. ("x"):rep(20) .. "'."},
     {"@", FAILED, '"frameLen" is missing'}, {"", FAILED, '"qelCfgFile" is missing'},
     {'"qelCfgFile": "/nonexistent", "frameLen": 1', "/nonexistent not exist" .. FAILED, "cannot be read: No such"},
     {'"qelCfgFile": 7, "frameLen": 1', "(null) not exist" .. FAILED, '"qelCfgFile" is no string'},

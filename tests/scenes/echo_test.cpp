@@ -1,10 +1,7 @@
 // What the canceller achieves in simulated rooms: echo taken out, near end kept.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/support/canceller.hpp"
-#include "tests/support/signals.hpp"
 
 namespace {
 

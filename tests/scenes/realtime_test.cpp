@@ -11,7 +11,6 @@
 
 #include "tests/support/canceller.hpp"
 #include "tests/support/failing_alloc.hpp"
-#include "tests/support/signals.hpp"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "qel/spu/sigp/qel_sigp_frame_separator.h"
 #include "tests/support/log_capture.hpp"
 
 namespace {
@@ -17,6 +18,9 @@ void cut(qel_framing* fr, const std::string& bytes, bool flush, Ints* out) {
         out->push_back(static_cast<int>(frame->sequence));
         out->insert(out->end(), frame->samples->data, frame->samples->data + frame->samples->len);
         frame->samples->data[1] = 9;
+        EXPECT_EQ(frame->release, nullptr) << "of an earlier owner";
+        frame->release = [](void*, qel_framing_frame*) {};
+        qel_framing_push(fr, frame);
     }
 }
 
@@ -53,12 +57,20 @@ TEST(Framing, CutsAndConverts) {
             qel_framing_feed(fr, "left over", 9, 0);
         }
         EXPECT_EQ(fr->pool.used_q.count, 0u) << c.what;
+        fr->counter = UINT32_MAX - 1;
+        qel_framing_feed(fr, "abcdefghijklmnopqr", 18, 0);
+        for (const uint32_t n : {UINT32_MAX, 0u, 1u})
+            EXPECT_EQ(qel_framing_pop(fr)->sequence, n) << c.what;
         const LogCapture log;
+        qel_framing_reset(fr);
         fr->ready.count = 1;
         EXPECT_EQ(qel_framing_pop(fr), nullptr);
         EXPECT_TRUE(log.has("[E] qel_frame:qel_framing_pop:184: never be here.")) << log.text();
         qel_framing_delete(fr);
     }
+    const qel_framing_cfg empty{};
+    EXPECT_EQ(qel_framing_new(&empty), nullptr);
+    EXPECT_EQ(qel_sigp_frame_separator_new(0), nullptr);
 }
 
 }  // namespace

@@ -3,30 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <numbers>
 
 #include "qel/spu/aec/qel_aec_nlp.h"
-#include "tests/support/failing_alloc.hpp"
-#include "tests/support/log_capture.hpp"
 
 namespace {
-
-TEST(FrameSeparator, SurvivesRefusedMemory) {  // what it cuts, the canceller's streams show
-    const LogCapture log;
-    EXPECT_EQ(qel_sigp_frame_separator_new(0), nullptr);
-    for (int allowed = 0; allowed < 2; ++allowed) {  // a record, then its bytes
-        qel_sigp_frame_separator* sep = qel_sigp_frame_separator_new(2);
-        const FailingAlloc refuse(allowed);
-        EXPECT_EQ(qel_sigp_frame_separator_new(2), nullptr) << allowed;
-        const FailingAlloc refuse_frame(allowed);
-        qel_sigp_frame_separator_feed(sep, "lostkeptx", 9, ~QEL_SIGP_FEED_END);
-        const qel_sigp_frame* frame = qel_sigp_frame_separator_pop(sep);
-        EXPECT_EQ(std::memcmp(frame->samples, "kept", 4), 0) << allowed;
-        EXPECT_EQ(qel_sigp_frame_separator_pop(sep), nullptr) << allowed;
-        qel_sigp_frame_separator_delete(sep);
-    }
-}
 
 TEST(Sigp, CurvesFollowTheirFormulas) {
     qel_vector_union vec{};
@@ -52,6 +33,7 @@ TEST(Sigp, HypergeomGainInterpolatesItsTable) {
         {-0.1f, 1},
         {0, 82.157},
         {9.9f, (0.2 * 3.12431 + 0.8 * 3.20326) / std::sqrt(9.9001)},
+        {10, 1 + 0.1296 / 10},
         {10.5f, 1 + 0.1296 / 10.5},
         {1e30f, 1},
         {NAN, 1}};

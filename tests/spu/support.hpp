@@ -1,17 +1,15 @@
 // What the tests of signal processing share.
 #pragma once
 
-#include <map>
 #include <memory>
+#include <string>
 
-#include "qel/core/config/qel_config_base.h"
+#include "qel/core/config/qel_config_ryl.h"
 
-using Section = std::unique_ptr<qel_config_items, decltype(&qel_config_items_delete)>;
+using Parsed = std::unique_ptr<qel_config_ryl, decltype([](auto* p) { qel_config_ryl_delete(p); })>;
 
-/// A configuration section of plain strings.
-inline Section make_section(const std::map<std::string, std::string>& keys) {
-    Section section(qel_config_items_new(nullptr), qel_config_items_delete);
-    for (const auto& [name, value] : keys)
-        qel_config_items_add_string(section.get(), name.c_str(), value.c_str());
-    return section;
+/// A configuration's text; its keys stand in the root.
+inline Parsed parse(const std::string& text) {
+    return Parsed(qel_config_ryl_new_data(text.data(), static_cast<uint32_t>(text.size()), nullptr,
+                                          nullptr, nullptr));
 }

@@ -187,6 +187,14 @@ void note_statement(Parser* p, int32_t type, const qel_config_items* scope,
 
 // Sections, arrays and variables.
 
+/// Takes a section into the bookkeeping, so that the parser hears of its end: one that it made, or
+/// one of a caller's that it enters.
+void get_to_know(Parser* p, qel_config_items* section) {
+    if (qel::tree_of(section)->parser) return;
+    qel::tree_of(section)->parser = p;
+    qel_queue_push_back(&p->sections, &section->link);
+}
+
 int32_t open_section(Parser* p) {
     if (p->depth == QEL_CONFIG_RYL_MAX_DEPTH) {
         return REFUSE(p, "too many nested sections: \"%s\" is within %d others",
@@ -197,13 +205,14 @@ int32_t open_section(Parser* p) {
     const qel_config_item* item = qel_config_items_find(outer, name, p->name_tok->length);
     if (item && item->type == QEL_CONFIG_SUBITEMS && item->value.subitems) {
         p->scope = item->value.subitems;
+        if (!p->scope->parent) p->scope->parent = outer;  // a caller's, made for nowhere
+        get_to_know(p, p->scope);
     } else {
         qel_config_items* sub = qel_config_items_new(outer);
         if (!sub || !qel::config_add(outer, name, QEL_CONFIG_SUBITEMS, {.subitems = sub})) {
             return out_of_memory(p);
         }
-        qel::tree_of(sub)->parser = p;
-        qel_queue_push_back(&p->sections, &sub->link);
+        get_to_know(p, sub);
         p->scope = sub;
     }
     note_statement(p, QEL_CONFIG_SUBITEMS, outer, p->scope);
@@ -699,6 +708,7 @@ const char* why_unread(qel::FileRead result) {
         case qel::FileRead::kTooLarge: return "too large: \"%s\"";
         case qel::FileRead::kNotRegular: return "not a regular file: \"%s\"";
         case qel::FileRead::kEmpty: return "empty: \"%s\"";
+        case qel::FileRead::kNoMemory: return "out of memory. \"%s\"";
         default: return "cannot read \"%s\".";
     }
 }
@@ -769,10 +779,9 @@ qel_config_ryl* qel::config_parse_file(const char* path, Journal* journal) {
         char why[512];
         snprintf(why, sizeof(why), why_unread(result), path);
         if (journal) journal->set_fault({-1, 0}, "%s", why);
-        // Without a line for an empty file, as ever.
-        if (result != FileRead::kEmpty) {
-            qel_debug_log(QEL_LOG_WARNING, kSource, kNewFn, __LINE__, "%s", why);
-        }
+        if (result == FileRead::kEmpty) return nullptr;  // without a line, as ever
+        const uint32_t level = result == FileRead::kNoMemory ? QEL_LOG_ERROR : QEL_LOG_WARNING;
+        qel_debug_log(level, kSource, kNewFn, __LINE__, "%s", why);
         return nullptr;
     }
     char pwd[kMaxPwdBytes + 1] = "./";

@@ -46,7 +46,7 @@ typedef int32_t (*qel_config_ryl_load_fn)(void* loader_data, const char* path, c
 typedef struct qel_config_ryl {
     qel_config_items* root;
     qel_config_items* scope;  // the section that statements go into
-    qel_queue sections;       // every section made that still exists, by its link
+    qel_queue sections;       // every section made or entered that still exists, by its link
     void* loader_data;
     qel_config_ryl_load_fn loader;  // used for includes when both are set
     int32_t state;                  // 0 to 17

@@ -34,7 +34,8 @@ TEST(Array, GrowsAndResizes) {
     const FailingAlloc second(1);
     qel_array_resize(a, 4);
     EXPECT_EQ(qel_array_resize(a, 9), -1);
-    EXPECT_TRUE(log.has("append_n:166: append item failed.") && log.has("94: resize failed."));
+    for (const char* line : {"append_n:166: append item failed.", "94: resize failed."})
+        EXPECT_TRUE(log.has(line)) << line;
     memset(a->data, 9, 4);
     a->step = 2;
     qel_array_reset(a);
@@ -47,19 +48,40 @@ TEST(Array, GrowsAndResizes) {
     qel_array_delete(a);
 }
 
+TEST(Array, CleansWhatItDrops) {
+    static std::string cleaned;
+    qel_array* a = qel_array_new(4, 1);
+    a->clean_fn = [](void* item) { cleaned += *static_cast<const char*>(item); };
+    for (const char* item = "abcd"; *item; ++item) qel_array_append(a, item);
+    const auto after = [](int32_t result) {
+        return std::exchange(cleaned, "") += result ? '!' : '.';
+    };
+    EXPECT_EQ(after(qel_array_resize(a, 2)), "cd.");
+    EXPECT_EQ(after(qel_array_resize(a, 3)), ".");
+    EXPECT_EQ(after(qel_array_reset(a)), "ab.");
+    qel_array_append(a, "e");
+    EXPECT_EQ(after(qel_array_delete(a)), "e.");
+}
+
 TEST(ArrayString, OwnsCopies) {
     LogCapture log;
     qel_array* a = qel_array_string_new(1);
+    // Functions of the array's own kind: an exported one is of another type.
+    EXPECT_NE(reinterpret_cast<void*>(a->append_fn),
+              reinterpret_cast<void*>(qel_array_string_append));
+    EXPECT_NE(reinterpret_cast<void*>(a->clean_fn), reinterpret_cast<void*>(qel_string_clean));
     qel_array_string_split(a, "one", ",");
     EXPECT_EQ(qel_array_string_append(a, static_cast<qel_string*>(qel_array_peek(a, 0))), 0);
     qel_string* s = qel_string_new("two", 3);
     {
         const FailingAlloc none(0, 9);
         EXPECT_EQ(qel_array_string_append(a, s), -1);
-        EXPECT_TRUE(!qel_array_string_new(1) && !qel_array_new(1, 4));
+        EXPECT_EQ(qel_array_string_new(1), nullptr);
+        EXPECT_EQ(qel_array_new(1, 4), nullptr);
     }
-    EXPECT_TRUE(log.has("qel_array_string_append:45: qel_array_string resize failed. 2 2"));
-    EXPECT_TRUE(log.has("string_new:26: out of memory.") && log.has("array_new:25: out of m"));
+    for (const char* line : {"qel_array_string_append:45: qel_array_string resize failed. 2 2",
+                             "string_new:26: out of memory.", "array_new:25: out of memory."})
+        EXPECT_TRUE(log.has(line)) << line;
     qel_array_resize(a, 1);  // frees the second
     EXPECT_EQ(qel_array_append(a, s), 0);
     EXPECT_EQ(text(a), "4|one|two||") << "the generic append counts twice and makes room twice";

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <sstream>
 
 #include "qel/core/hash/qel_hash_tree.h"
+#include "tests/support/failing_alloc.hpp"
+#include "tests/support/log_capture.hpp"
 
 namespace {
 
@@ -33,14 +36,12 @@ struct Numbers {
         for (uint64_t& key : keys) EXPECT_EQ(qel_hash_tree_insert(tree, &key, &key), 0);
     }
     ~Numbers() { qel_hash_tree_delete(tree); }
-    std::string walk() const {
-        std::string order;
-        const auto add = [](void* user, void* value) {
-            const std::string text = value ? std::to_string(*static_cast<uint64_t*>(value)) : "-";
-            *static_cast<std::string*>(user) += text + " ";
-        };
-        qel_hash_tree_cleanup(tree, &order, add);
-        return order;
+    std::string walk() const {  // 99 is a removed one
+        std::ostringstream order;
+        qel_hash_tree_cleanup(tree, &order, [](void* to, void* value) {
+            *static_cast<std::ostream*>(to) << (value ? *static_cast<uint64_t*>(value) : 99) << ' ';
+        });
+        return order.str();
     }
     std::vector<uint64_t> keys;
     qel_hash_tree* tree = qel_hash_tree_new(identity, nullptr);
@@ -102,9 +103,23 @@ TEST(HashTree, RemovedEntriesStayAsPathsAndComeBack) {
     EXPECT_EQ(qel_hash_tree_remove(numbers.tree, &top, nullptr), 0);
     EXPECT_EQ(qel_hash_tree_remove(numbers.tree, &top, nullptr), -1);
     EXPECT_EQ(qel_hash_tree_search(numbers.tree, &top, nullptr), -1);
-    EXPECT_EQ(numbers.walk(), "4 2 - ");
+    EXPECT_EQ(numbers.walk(), "4 2 99 ");
     EXPECT_EQ(qel_hash_tree_insert(numbers.tree, &top, &below), -1);
     EXPECT_EQ(numbers.walk(), "4 2 2 ");
+}
+
+TEST(HashTree, RefusedMemoryStoresNothing) {
+    const LogCapture log;
+    Numbers numbers({0});
+    uint64_t key = 2;
+    for (const int64_t allowed : {0, 1}) {
+        const auto refused = std::make_unique<FailingAlloc>(allowed);
+        EXPECT_EQ(qel_hash_tree_insert(numbers.tree, &key, &key), -1);
+    }
+    EXPECT_EQ(numbers.walk(), "0 ");
+    EXPECT_EQ(qel_hash_tree_insert(numbers.tree, &key, &key), 0);
+    const FailingAlloc second(1);
+    EXPECT_EQ(qel_hash_tree_new(nullptr, nullptr), nullptr);
 }
 
 TEST(HashTree, KeysAreTextOrTheLowHalfOfAPointer) {

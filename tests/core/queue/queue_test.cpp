@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/each.hpp"
+#include "tests/support/failing_alloc.hpp"
+#include "tests/support/log_capture.hpp"
+
 namespace {
 
 qel_queue_node nodes[26];  // their names are a to z
@@ -39,7 +43,6 @@ TEST(Queue, OperationsLeaveThisOrderAndCount) {
     EXPECT_EQ(after("ab", qel_queue_push_front, x), "xab3");
     EXPECT_EQ(after("a", qel_queue_pop_back), "0");
     EXPECT_EQ(after("abc", qel_queue_remove, b), "ac2");
-    EXPECT_EQ(after("a", qel_queue_remove, x), "a1");
     EXPECT_EQ(after("ab", qel_queue_insert_after, a, x), "axb3");
     EXPECT_EQ(after("ab", qel_queue_insert_after, b, x), "abx2") << "a new tail is not counted";
     EXPECT_EQ(after("ab", qel_queue_insert_before, a, x), "xab3");
@@ -58,8 +61,9 @@ TEST(Queue, OperationsLeaveThisOrderAndCount) {
 
 TEST(Queue, LinksPeeksAndVisits) {
     qel_queue q = queue("ab");
-    const qel_queue more = queue("c");
-    qel_queue_link(&q, &more);
+    const qel_queue more = queue("c"), none = {};
+    EXPECT_EQ(each(qel_queue_link(&q, &more), qel_queue_link(&q, &none), qel_queue_link(&q, &q)),
+              "0 0 0");
     EXPECT_EQ(text(q), "abc3");
     for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(qel_queue_peek(&q, i), i < 3 ? &nodes[i] : nullptr);
     const auto take_up_to_b = [](void* from, void* object) -> int32_t {
@@ -69,6 +73,30 @@ TEST(Queue, LinksPeeksAndVisits) {
     EXPECT_EQ(qel_queue_find(&q, sizeof(qel_queue_node), take_up_to_b, &q), a);
     EXPECT_EQ(qel_queue_walk(&q, sizeof(qel_queue_node), take_up_to_b, &q), 0);
     EXPECT_EQ(text(q), "0");
+    q = queue("abc");
+    EXPECT_EQ(qel_queue_walk(&q, sizeof(qel_queue_node), take_up_to_b, &q), 5);
+    EXPECT_EQ(text(q), "c1") << "the first that is not 0 ends the walk";
+    q = queue("abc");
+    EXPECT_EQ(qel_queue_debug_print(&q, sizeof(qel_queue_node), take_up_to_b, &q), 0);
+    EXPECT_EQ(text(q), "0") << "every object, whatever the result";
+}
+
+TEST(Queue, RefusesStrangersAndMemory) {
+    const LogCapture log;
+    *x = {};
+    qel_queue q = queue("ab"), empty = {};
+    EXPECT_EQ(each(qel_queue_remove(&q, x), qel_queue_swap(&q, a, x), qel_queue_swap(&q, x, a)),
+              "-1 -1 -1");
+    EXPECT_EQ(text(q), "ab2");
+    EXPECT_EQ(each(qel_queue_remove(&empty, a), qel_queue_sort(&empty, by_pair),
+                   qel_queue_sort(nullptr, by_pair)),
+              "0 0 -1");
+    const qel_queue_fn any = [](void*, void*) { return 1; };
+    EXPECT_EQ(qel_queue_find(nullptr, 0, any, nullptr), nullptr);
+    EXPECT_EQ(qel_queue_walk(nullptr, 0, any, nullptr), -1);
+    const FailingAlloc none(0);
+    EXPECT_EQ(qel_queue_new(), nullptr);
+    EXPECT_TRUE(log.has("[E] qel_queue:qel_queue_new:"));
 }
 
 }  // namespace

@@ -3,10 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/support/canceller.hpp"
-#include "tests/support/signals.hpp"
 
 namespace {
 

@@ -15,11 +15,10 @@ TEST(AecStats, TellCountsLevelsAndEstimates) {
     const struct {
         const char* what;
         AecSettings settings;
-        bool hdr;
         size_t muted;
-    } cases[] = {{"defaults", {}, false, 31},
-                 {"no multiple of eight samples, 32 bits", {.frame = 250}, true, 64},
-                 {"no suppressor", {.nlp = false}, false, 0}};
+    } cases[] = {{"defaults", {}, 31},
+                 {"no multiple of eight samples", {.frame = 250}, 64},
+                 {"no suppressor", {.nlp = false}, 0}};
     for (const auto& c : cases) {
         const auto n = static_cast<size_t>(c.settings.frame);
         const size_t silent = 80;  // frames at the end; the detector takes 15 to notice
@@ -28,11 +27,7 @@ TEST(AecStats, TellCountsLevelsAndEstimates) {
         std::fill_n(ref.rbegin(), silent * n, 0.0);
         const Pcm far = to_pcm(ref),
                   mic = to_pcm(echo(ref, 1e9, {0.5}) + white_noise(2, 200 * n, 900));
-        Canceller canceller(c.settings, [&c](qel_aec_cfg& cfg) {
-            with_mute(cfg);
-            cfg.use_hdr = c.hdr;
-            cfg.hdr_gain_db = 48;  // no shift
-        });
+        Canceller canceller(c.settings, with_mute);
         for (int round = 0; round < 2; ++round, canceller.reset()) {
             // Mic, ref, out, leak, speech, mic and out of processed frames: the last of each, and
             // an average that becomes an exponential one with a time constant of 0.5 s.
@@ -44,8 +39,7 @@ TEST(AecStats, TellCountsLevelsAndEstimates) {
             };
             for (size_t f = 0, bypassed = 0; f < 200; ++f) {
                 const Pcm x = part(mic, f * n, f * n + n), y = part(far, f * n, f * n + n);
-                const std::vector<int32_t> wide_x(x.begin(), x.end()), wide_y(y.begin(), y.end());
-                const Pcm out = c.hdr ? canceller.feed(wide_x, wide_y) : canceller.feed(x, y);
+                const Pcm out = canceller.feed(x, y);
                 const double mic_before = last[0];
                 const qel_aec_stats s = canceller.stats();
                 take(0, power(x));

@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "qel/math/fft/qel_fft.h"
+#include "qel/math/simd/widest.hpp"
 
 namespace qel::fft {
 
@@ -22,38 +23,38 @@ struct Complex {
 };
 
 template <class W>
-inline Complex<W> operator+(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> operator+(Complex<W> a, Complex<W> b) {
     return {a.r + b.r, a.i + b.i};
 }
 template <class W>
-inline Complex<W> operator-(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> operator-(Complex<W> a, Complex<W> b) {
     return {a.r - b.r, a.i - b.i};
 }
 template <class W>
-inline Complex<W> operator-(Complex<W> a) {
+QEL_KERNEL Complex<W> operator-(Complex<W> a) {
     return {-a.r, -a.i};
 }
 template <class W>
-inline Complex<W> conj(Complex<W> a) {
+QEL_KERNEL Complex<W> conj(Complex<W> a) {
     return {a.r, -a.i};
 }
 /// a + conj(b) and a - conj(b), without a negation.
 template <class W>
-inline Complex<W> plus_conj(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> plus_conj(Complex<W> a, Complex<W> b) {
     return {a.r + b.r, a.i - b.i};
 }
 template <class W>
-inline Complex<W> minus_conj(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> minus_conj(Complex<W> a, Complex<W> b) {
     return {a.r - b.r, a.i + b.i};
 }
 /// a plus b turned by a quarter: times -i on the way forward, times i on the way back.
 template <bool kInverse, class W>
-inline Complex<W> plus_turned(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> plus_turned(Complex<W> a, Complex<W> b) {
     if constexpr (kInverse) return {a.r - b.i, a.i + b.r};
     return {a.r + b.i, a.i - b.r};
 }
 template <bool kInverse, class W>
-inline Complex<W> minus_turned(Complex<W> a, Complex<W> b) {
+QEL_KERNEL Complex<W> minus_turned(Complex<W> a, Complex<W> b) {
     return plus_turned<!kInverse>(a, b);
 }
 
@@ -87,70 +88,6 @@ struct Storage {
     }
 };
 
-#if defined(__SSE2__)
-/// Four values of float, real and imaginary parts apart: twice as fast as what the compiler makes
-/// of the plain loop. Elsewhere GCC would take vectors like these to pieces again.
-struct FloatStorage : Storage<qel_fft_cpx_float32, float> {
-    typedef float Float2 __attribute__((vector_size(8)));
-    typedef float Float4 __attribute__((vector_size(16)));
-    static constexpr int kLanes = 4;
-
-    using Storage::load, Storage::load_back, Storage::scatter, Storage::store, Storage::store_back;
-
-    static Complex<Float4> parts(Float4 a, Float4 b) {
-        return {__builtin_shufflevector(a, b, 0, 2, 4, 6),
-                __builtin_shufflevector(a, b, 1, 3, 5, 7)};
-    }
-    static Complex<Float4> load(Lanes<4>, const Point* at) {
-        Float4 a, b;
-        std::memcpy(&a, at, sizeof a);
-        std::memcpy(&b, at + 2, sizeof b);
-        return parts(a, b);
-    }
-    static Complex<Float4> gather(Lanes<4>, const Point* at, int32_t step) {
-        Float2 points[4];
-        for (Float2& point : points) {
-            std::memcpy(&point, at, sizeof point);
-            at += step;
-        }
-        return parts(__builtin_shufflevector(points[0], points[1], 0, 1, 2, 3),
-                     __builtin_shufflevector(points[2], points[3], 0, 1, 2, 3));
-    }
-    static Complex<Float4> spread(Lanes<4>, const Point* at) {
-        return {Float4{} + at->r, Float4{} + at->i};
-    }
-    static Complex<Float4> reverse(Complex<Float4> a) {
-        return {__builtin_shufflevector(a.r, a.r, 3, 2, 1, 0),
-                __builtin_shufflevector(a.i, a.i, 3, 2, 1, 0)};
-    }
-    static Complex<Float4> load_back(Lanes<4> lanes, const Point* at) {
-        return reverse(load(lanes, at - 3));
-    }
-    static void scatter(Lanes<4>, Point* at, int32_t step, Complex<Float4> a) {
-        const Float4 low = __builtin_shufflevector(a.r, a.i, 0, 4, 1, 5);
-        const Float4 high = __builtin_shufflevector(a.r, a.i, 2, 6, 3, 7);
-        const Float2 points[] = {
-            __builtin_shufflevector(low, low, 0, 1), __builtin_shufflevector(low, low, 2, 3),
-            __builtin_shufflevector(high, high, 0, 1), __builtin_shufflevector(high, high, 2, 3)};
-        for (const Float2& point : points) {
-            std::memcpy(at, &point, sizeof point);
-            at += step;
-        }
-    }
-    static void store(Lanes<4>, Point* at, Complex<Float4> a) {
-        const Float4 low = __builtin_shufflevector(a.r, a.i, 0, 4, 1, 5);
-        const Float4 high = __builtin_shufflevector(a.r, a.i, 2, 6, 3, 7);
-        std::memcpy(at, &low, sizeof low);
-        std::memcpy(at + 2, &high, sizeof high);
-    }
-    static void store_back(Lanes<4> lanes, Point* at, Complex<Float4> a) {
-        store(lanes, at - 3, reverse(a));
-    }
-};
-#else
-using FloatStorage = Storage<qel_fft_cpx_float32, float>;
-#endif
-
 /// Element<T> is the arithmetic of one type. guard() and the products of loaded values give the
 /// scale that butterflies work in and that the `leave` functors undo. Tables hold the twiddles of
 /// the forward direction; products on the way back take their conjugates. Scalar is the type that
@@ -159,7 +96,7 @@ template <class T>
 struct Element;
 
 template <>
-struct Element<float> : FloatStorage {
+struct Element<float> : Storage<qel_fft_cpx_float32, float> {
     using Scalar = Element;
     using Sum = float;  // of any number of products
 
@@ -174,41 +111,41 @@ struct Element<float> : FloatStorage {
     }
 
     template <class W>
-    static Complex<W> guard(Complex<W> a) {
+    QEL_KERNEL static Complex<W> guard(Complex<W> a) {
         return a;
     }
     template <bool kInverse, class W>
-    static Complex<W> mul(Complex<W> a, Complex<W> w) {
+    QEL_KERNEL static Complex<W> mul(Complex<W> a, Complex<W> w) {
         if constexpr (kInverse) w = conj(w);
         return {a.r * w.r - a.i * w.i, a.r * w.i + a.i * w.r};
     }
     /// (a - conj(b)) * w
     template <bool kInverse, class C>
-    static C mul_mirrored(C a, C b, C w) {
+    QEL_KERNEL static C mul_mirrored(C a, C b, C w) {
         return mul<kInverse>(minus_conj(a, b), w);
     }
     template <class W>
-    static Complex<W> scale(Complex<W> a, float factor) {
+    QEL_KERNEL static Complex<W> scale(Complex<W> a, float factor) {
         return {a.r * factor, a.i * factor};
     }
 
     struct Keep {
         template <class W>
-        Complex<W> operator()(Complex<W> a) const {
+        QEL_KERNEL Complex<W> operator()(Complex<W> a) const {
             return a;
         }
     };
     struct Times {
         float factor;
         template <class W>
-        Complex<W> operator()(Complex<W> a) const {
+        QEL_KERNEL Complex<W> operator()(Complex<W> a) const {
             return scale(a, factor);
         }
     };
 
     /// The first stage of an n-point transform carries the whole 1/n.
     template <bool kScaled, int kRadix>
-    static auto leave_first(int32_t n, int32_t) {
+    QEL_KERNEL static auto leave_first(int32_t n, int32_t) {
         if constexpr (kScaled) {
             return Times{1.0f / static_cast<float>(n)};
         } else {

@@ -42,19 +42,19 @@ QEL_FFT_STEP inline void for_lanes(int32_t begin, int32_t end, Step step) {
 template <class E, bool kInverse>
 struct Butterfly {
     template <class C>
-    static std::array<C, 2> run(const std::array<C, 2>& a) {
+    QEL_KERNEL static std::array<C, 2> run(const std::array<C, 2>& a) {
         return {a[0] + a[1], a[0] - a[1]};
     }
 
     template <class C>
-    static std::array<C, 3> run(const std::array<C, 3>& a) {
+    QEL_KERNEL static std::array<C, 3> run(const std::array<C, 3>& a) {
         const C sum = a[1] + a[2], mean = a[0] - E::scale(sum, E::kHalf);
         const C diff = E::scale(a[1] - a[2], E::kSin60);
         return {a[0] + sum, plus_turned<kInverse>(mean, diff), minus_turned<kInverse>(mean, diff)};
     }
 
     template <class C>
-    static std::array<C, 4> run(const std::array<C, 4>& a) {
+    QEL_KERNEL static std::array<C, 4> run(const std::array<C, 4>& a) {
         const C even = a[0] + a[2], even_diff = a[0] - a[2];
         const C odd = a[1] + a[3], odd_diff = a[1] - a[3];
         return {even + odd, plus_turned<kInverse>(even_diff, odd_diff), even - odd,
@@ -62,7 +62,7 @@ struct Butterfly {
     }
 
     template <class C>
-    static std::array<C, 5> run(const std::array<C, 5>& a) {
+    QEL_KERNEL static std::array<C, 5> run(const std::array<C, 5>& a) {
         const C s1 = a[1] + a[4], d1 = a[1] - a[4], s2 = a[2] + a[3], d2 = a[2] - a[3];
         const C c1 = a[0] + E::scale(s1, E::kCos72) + E::scale(s2, E::kCos144);
         const C c2 = a[0] + E::scale(s1, E::kCos144) + E::scale(s2, E::kCos72);
@@ -73,7 +73,7 @@ struct Butterfly {
     }
 
     template <class C, class Cos45>
-    static std::array<C, 8> run(const std::array<C, 8>& a, Cos45 cos45) {
+    QEL_KERNEL static std::array<C, 8> run(const std::array<C, 8>& a, Cos45 cos45) {
         const auto even = run(std::array<C, 4>{a[0], a[2], a[4], a[6]});
         auto odd = run(std::array<C, 4>{a[1], a[3], a[5], a[7]});
         odd[1] = E::scale(plus_turned<kInverse>(odd[1], odd[1]), cos45);

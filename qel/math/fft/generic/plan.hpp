@@ -27,16 +27,20 @@ T* take_area(char** cursor, int64_t count) {
 }
 
 /// One block for a record, its factor table and `points_bytes` of other areas; null if it would
-/// reach 2 GiB, the same limit on every processor. `cursor` is set behind the factor table.
+/// reach 2 GiB, the same limit on every processor. `cursor` is set behind the factor table, so that
+/// the work space, `tables_bytes` further, starts a line of the cache: whole registers are stored
+/// there.
 template <class Plan>
-Plan* new_block(int64_t points_bytes, char** cursor) {
-    constexpr int64_t kFactorBytes = QEL_FFT_FACTOR_WORDS * sizeof(int32_t), kSpareBytes = 8;
-    const int64_t bytes = sizeof(Plan) + kSpareBytes + kFactorBytes + points_bytes;
+Plan* new_block(int64_t tables_bytes, int64_t points_bytes, char** cursor) {
+    constexpr int64_t kFactorBytes = QEL_FFT_FACTOR_WORDS * sizeof(int32_t), kLineBytes = 64;
+    const int64_t bytes = sizeof(Plan) + kLineBytes + kFactorBytes + points_bytes;
     if (bytes > INT32_MAX) return nullptr;
     auto* plan = static_cast<Plan*>(std::malloc(static_cast<size_t>(bytes)));
     if (plan == nullptr) return nullptr;
     *plan = {};
     *cursor = reinterpret_cast<char*>(plan) + area_bytes(sizeof(Plan));
+    const auto work_space = reinterpret_cast<uintptr_t>(*cursor + kFactorBytes + tables_bytes);
+    *cursor += -work_space % kLineBytes;
     plan->factors = take_area<int32_t>(cursor, QEL_FFT_FACTOR_WORDS);
     return plan;
 }
@@ -48,8 +52,8 @@ Plan* new_c2c_plan(int32_t nfft, qel_fft_twiddles_line line, int32_t extra = 0) 
     if (nfft <= 0) return nullptr;
     char* cursor;
     constexpr int64_t kPoint = sizeof(Point);
-    auto* plan =
-        new_block<Plan>(2 * area_bytes(nfft * kPoint) + area_bytes(extra * kPoint), &cursor);
+    const int64_t area = area_bytes(nfft * kPoint);
+    auto* plan = new_block<Plan>(area, 2 * area + area_bytes(extra * kPoint), &cursor);
     if (plan == nullptr) return nullptr;
     plan->nfft = nfft;
     plan->backward_scaled = 1;
@@ -70,9 +74,8 @@ Plan* new_r2c_plan(int32_t nfft) {
     const int32_t ncfft = nfft >> 1;
     constexpr int64_t kPoint = sizeof(Point);
     char* cursor;
-    auto* plan = new_block<Plan>(
-        area_bytes(ncfft * kPoint) + area_bytes(ncfft / 2 * kPoint) + area_bytes(nfft * kPoint),
-        &cursor);
+    const int64_t tables = area_bytes(ncfft * kPoint) + area_bytes(ncfft / 2 * kPoint);
+    auto* plan = new_block<Plan>(tables, tables + area_bytes(nfft * kPoint), &cursor);
     if (plan == nullptr) return nullptr;
     plan->ncfft = ncfft;
     plan->twiddles = take_area<Point>(&cursor, ncfft);

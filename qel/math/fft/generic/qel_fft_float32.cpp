@@ -1,7 +1,10 @@
 // The portable float32 plans and transforms.
 #include <cmath>
 
-#include "qel/math/fft/generic/transform.hpp"
+#include "qel/math/fft/generic/float32.hpp"
+#ifdef QEL_X86
+#include "qel/math/fft/x86/float32.hpp"
+#endif
 
 namespace {
 
@@ -38,6 +41,14 @@ void fill_super_twiddles(Point* twiddles, int32_t ncfft) {
         const float turns = static_cast<float>(i + 1) / static_cast<float>(ncfft) + 0.5f;
         twiddles[i] = unit_point(-kPi * turns);
     }
+}
+
+const qel::fft::FloatTransforms& transforms() {
+#ifdef QEL_X86  // all widths give the portable results
+    return qel::fft::widest_transforms();
+#else
+    return qel::fft::kFloatTransforms<Float>;
+#endif
 }
 
 }  // namespace
@@ -81,31 +92,19 @@ void qel_fft_destroy_c2c_float32_c(qel_fft_cfg_float32* plan) { std::free(plan);
 
 void qel_fft_destroy_r2c_float32_c(qel_fft_r2c_cfg_float32* plan) { std::free(plan); }
 
-// The fast engine scales its inverse, the mixed-radix one never does: callers rely on either.
 void qel_fft_c2c_1d_float32_c(qel_fft_cpx_float32* out, const qel_fft_cpx_float32* in,
                               const qel_fft_cfg_float32* plan, int32_t inverse) {
-    const int32_t* factors = plan->factors;
-    const Point* twiddles = plan->twiddles;
-    const int32_t flag = qel::fft::algorithm_flag(factors);
-    if (flag == 0 && inverse != 0) {
-        Engine<Float, true, true>::run(out, in, factors, twiddles, plan->buffer, true);
-    } else if (flag == 0) {
-        Engine<Float, false, false>::run(out, in, factors, twiddles, plan->buffer, true);
-    } else if (flag == 1 && inverse != 0) {
-        _mixed_radix_generic_butterfly_inverse_float32_c(out, in, factors, twiddles, plan->buffer);
-    } else if (flag == 1) {
-        _mixed_radix_generic_butterfly_float32_c(out, in, factors, twiddles, plan->buffer);
-    }
+    transforms().c2c(out, in, *plan, inverse != 0);
 }
 
 void qel_fft_r2c_1d_float32_c(qel_fft_cpx_float32* out, const float* in,
                               const qel_fft_r2c_cfg_float32* plan) {
-    qel::fft::real_to_complex<Float, false>(out, reinterpret_cast<const Point*>(in), *plan);
+    transforms().r2c(out, in, *plan);
 }
 
 void qel_fft_c2r_1d_float32_c(float* out, const qel_fft_cpx_float32* in,
                               const qel_fft_r2c_cfg_float32* plan) {
-    qel::fft::complex_to_real<Float, true>(reinterpret_cast<Point*>(out), in, *plan);
+    transforms().c2r(out, in, *plan);
 }
 
 void _mixed_radix_generic_butterfly_float32_c(qel_fft_cpx_float32* out,

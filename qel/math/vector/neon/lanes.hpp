@@ -11,6 +11,13 @@
 
 namespace qel::vector {
 
+/// Whether NEON keeps subnormal numbers, as all other arithmetic does; else it takes them for 0.
+#ifdef __aarch64__
+inline constexpr bool kKeepsSubnormals = true;
+#else
+inline constexpr bool kKeepsSubnormals = false;
+#endif
+
 /// Whole registers of an element type; the arithmetic is that of Element<T>. Elements lie at
 /// addresses aligned to themselves only.
 template <class T>
@@ -60,7 +67,7 @@ struct Lanes<int16_t> {
     }
 };
 
-/// Four floats; each lane rounds as a float does, unless it is subnormal.
+/// Four floats; each lane rounds as a float does, unless it is a subnormal that NEON drops.
 struct Float4 {
     float32x4_t lanes;
 
@@ -71,8 +78,8 @@ struct Float4 {
     QEL_KERNEL friend Float4 operator+(Float4 a, Float4 b) { return vaddq_f32(a.lanes, b.lanes); }
     QEL_KERNEL friend Float4 operator-(Float4 a, Float4 b) { return vsubq_f32(a.lanes, b.lanes); }
     QEL_KERNEL friend Float4 operator*(Float4 a, Float4 b) { return vmulq_f32(a.lanes, b.lanes); }
-    // Lane by lane, in scalar registers: NEON on 32-bit ARM only estimates reciprocals, and no
-    // short refinement of them rounds every quotient as a division does.
+    // One instruction on 64-bit ARM. On 32-bit ARM lane by lane, in scalar registers: its NEON only
+    // estimates reciprocals, and no short refinement rounds every quotient as a division does.
     QEL_KERNEL friend Float4 operator/(Float4 a, Float4 b) { return a.lanes / b.lanes; }
     QEL_KERNEL friend Float4 operator-(Float4 a) { return vnegq_f32(a.lanes); }
 

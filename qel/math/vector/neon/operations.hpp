@@ -159,10 +159,10 @@ QEL_KERNEL int32_t in_place(T* data, uint32_t n, Condition kernel_serves, Kernel
     return 0;
 }
 
-/// Whether e^x is no subnormal number, nor 1 / (1 + e^-x). Q12 has neither.
+/// Whether NEON has a number for e^x and 1 / (1 + e^-x): neither is subnormal. In Q12 none is.
 template <class T>
 QEL_KERNEL uint32x4_t power_is_normal(Float4 x) {
-    if constexpr (!std::is_same_v<T, float>) return vdupq_n_u32(~0u);
+    if constexpr (kKeepsSubnormals || !std::is_same_v<T, float>) return vdupq_n_u32(~0u);
     return ~((x > -Real<float>::kExpLimit) & (x < -87.0f));
 }
 
