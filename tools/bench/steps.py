@@ -6,8 +6,6 @@ import subprocess
 # Functions that tell the story of a frame; what they call are its steps.
 STORY = ("qel_aec_feed_data", "qel_aec_feed", "qel_aec_process", "qel_aec_nlp_process", "analyse",
          "synthesise")
-# A transform that a step ends with takes the place of its caller in the chain.
-TOLD_AS = {"run": "inverse_transform", "qel_fft_c2r_1d_float32_c": "inverse_transform"}
 
 
 class Symbols:
@@ -50,5 +48,6 @@ def step_of(names):
         if name in STORY:
             story = name
         elif story and name != "??":
-            return TOLD_AS.get(name, name)
+            # The inverse transform ends its step, so it takes its caller's place in the chain.
+            return "inverse_transform" if name == "run" or "c2r" in name else name
     return story + ", itself" if story else "other"
