@@ -98,8 +98,8 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
         {"aec = { frame_size = 256; freqs = 8000; nb_banks = 20; nlp = { freqs = 16000; } }",
          "disagree a:1:9 aec > nlp > frame_size=512\ndisagree a:1:64 aec > nlp > freqs=16000\n"
          "disagree a:1:41 aec > nlp > nb_banks=24\n"},
-        {";a = 1; \"//x\" = 1; aec = {}",
-         "comment a:1:2 a=1\nunknown a:1:2 a=1\nunknown a:1:9 //x=1\n"},
+        {";a = 1; \"x\ny\" = 1; aec = {}",
+         "comment a:1:2 a=1\nunknown a:1:2 a=1\nunknown a:1:9 x y=1\n"},
         {"aec = { frame_size = 544; use_nlp = no; }", "slow a:1:9 aec > frame_size=544\n"},
         {"aec = { taps = 6 }", "syntax a:1:17 =\n"},
         {"a = 1;\n }", "syntax a:2:2 =\n"},
@@ -121,12 +121,15 @@ TEST(Review, FindsWhatAUserWouldLoseAnAfternoonOver) {
 TEST(Review, FollowsIncludes) {
     const Files included = {{"base", "aec = { taps = 6;\n use_vda = 1; }"},
                             {"outer", "#include ${pwd}/base;"},
+                            {"more", "aec = { taps = 8; }"},
                             {"bad", "# x\n\nb = 1 ;"},
                             {"open", "'oops"}};
     const std::pair<std::string, std::string> cases[] = {
         {"#include ${pwd}/outer;\naec = { taps = 8; }", "unknown base:2:2 aec > use_vda=1\n"},
         {"aec = { taps = 8; }\n#include ${pwd}/base;",
          "twice base:1:9 aec > taps=6\nunknown base:2:2 aec > use_vda=1\n"},
+        {"#include ${pwd}/outer;\n#include ${pwd}/more;",
+         "unknown base:2:2 aec > use_vda=1\ntwice more:1:9 aec > taps=8\n"},
         {"#include ${pwd}/open; aec = { }", "quote open:1:1 'oops=\n"},
         {"\n#include ${pwd}/bad;", "syntax bad:3:6 =\n"}};
     for (const auto& [text, expected] : cases) {
