@@ -17,6 +17,9 @@ target_compile_definitions(api_test PRIVATE QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR
 qel_test(soak USES load)
 target_link_libraries(soak_test PRIVATE ${LUA_LIBRARY})
 target_include_directories(soak_test SYSTEM PRIVATE ${LUA_INCLUDE_DIR})
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    target_compile_definitions(soak_test PRIVATE QEL_EMULATED)
+endif()
 add_test(NAME ${QEL_LABEL}.soak COMMAND soak_test --gtest_filter=Soak.*)
 set_tests_properties(${QEL_LABEL}.soak PROPERTIES LABELS soak ENVIRONMENT QEL_SOAK=1
                      TIMEOUT 86400)
