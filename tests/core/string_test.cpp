@@ -58,9 +58,9 @@ TEST(String, SearchesAndComparisons) {
     EXPECT_EQ(each(has(abc, 'c'), has(zero, 0), has(abc, 0), has(abc, 'z'), has(stale, 'f'),
                    has(gone, 0), qel_string_count_char(zero, 'a')),
               "1 1 0 0 0 0 2");
-    EXPECT_EQ(each(last(abc, 'c'), last(zero, 'a'), last(stale, 'f'), last(abc, 'z'),
+    EXPECT_EQ(each(last(abc, 'c'), last(zero, 'a'), last(stale, 'f'), last(abc, 'z'), last(abc, 0),
                    last(Str(""), 0), last(gone, 0)),
-              "3 1 6 0 0 0");
+              "3 1 6 0 4 0 0");
     constexpr auto starts = qel_string_is_start_with, ends = qel_string_is_end_with;
     EXPECT_EQ(each(starts(abc, "abX", 2, 0), starts(abc, "AB", 0, 1), starts(gone, "", 0, 1),
                    starts(abc, "abcd", 0, 1), starts(abc, "aB", 0, 0), starts(abc, "b", 0, 0)),
@@ -86,6 +86,7 @@ TEST(String, ParsesNumbersLikeTheCLibrary) {
     EXPECT_EQ(parse("fF", 0) + parse("0x1A", 0) + parse("10", 0), "255|26|16|");
     EXPECT_EQ(parse("0777z", 0) + parse("12z", 0) + parse("-12x", 10), "511|z12|z-12|x");
     EXPECT_EQ(parse("4294967295", 0x10A) + parse("12", 1), "-1|0|12") << "wraps; impossible base";
+    EXPECT_EQ(parse("zZ!", 36), "1295|!");
     float value = 0;
     EXPECT_EQ(qel_string_to_float(Str("0.1e1x"), &value, nullptr), 0);
     EXPECT_EQ(value, 1.0f);

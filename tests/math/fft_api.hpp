@@ -61,7 +61,7 @@ std::vector<T> fft(Kind kind, size_t n, const std::vector<T>& in, bool inverse, 
                    bool in_place = false) {
     const size_t count = kind == kComplex ? 2 * n : n / 2 * 2 + (inverse ? 0 : 2);
     // Place 0 is left out: the data are aligned to their element only.
-    std::vector<T> out(1 + (in_place ? std::max(count, in.size()) : count)), from(1);
+    std::vector<T> out(1 + (in_place ? std::max(count, in.size()) : count), T{55}), from(1);
     from.insert(from.end(), in.begin(), in.end());
     if (in_place) std::copy(from.begin(), from.end(), out.begin());
     const std::vector<T> guards(8, out[0] = 77);

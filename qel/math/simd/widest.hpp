@@ -10,7 +10,9 @@
 #if defined(__clang__)
 #define QEL_UNROLLED _Pragma("clang loop unroll_count(8)")
 #define QEL_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#define QEL_AVX512 "avx512f"
 #else
+#define QEL_AVX512 "avx512f,prefer-vector-width=512"
 #define QEL_UNROLLED _Pragma("GCC unroll 8")
 #define QEL_INDEPENDENT _Pragma("GCC ivdep")
 #endif
@@ -31,7 +33,7 @@ inline Width widest() {
 
 #if defined(__x86_64__)
 template <class Job>
-[[gnu::target("avx512f,prefer-vector-width=512")]] void run_avx512(Job job) {
+[[gnu::target(QEL_AVX512)]] void run_avx512(Job job) {
     job();
 }
 
