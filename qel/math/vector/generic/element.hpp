@@ -1,4 +1,4 @@
-// The three element types: their vectors, their arithmetic and how they are printed.
+// The three element types: their vectors, their arithmetic and where they report from.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,11 @@
 
 namespace qel::vector {
 
+/// The lines that differing lengths are reported from, whichever variant finds them.
+struct MismatchLines {
+    int32_t mul, sub, add;
+};
+
 template <class T>
 struct Element;
 
@@ -17,6 +22,8 @@ struct Element<float> {
     using Vector = qel_vector_float32;
     using Real = float;  // in which exp, log, softmax and sigmoid compute
     using Sum = float;
+    static constexpr char kSource[] = "qel/math/vector/generic/qel_vector_float32";
+    static constexpr MismatchLines kLines = {.mul = 69, .sub = 83, .add = 97};
 
     QEL_KERNEL static float add(float a, float b) { return a + b; }
     QEL_KERNEL static float sub(float a, float b) { return a - b; }
@@ -35,6 +42,7 @@ struct FixedPoint {
     using Real = R;
     using Sum = std::make_unsigned_t<T>;
     static constexpr double kOne = Wide{1} << fraction;
+    static constexpr MismatchLines kLines = {.mul = 82, .sub = 96, .add = 110};
 
     QEL_KERNEL static T add(T a, T b) { return static_cast<T>(Sum(a) + Sum(b)); }
     QEL_KERNEL static T sub(T a, T b) { return static_cast<T>(Sum(a) - Sum(b)); }
@@ -50,6 +58,7 @@ struct FixedPoint {
 template <>
 struct Element<int32_t> : FixedPoint<int32_t, int64_t, double, 20> {
     using Vector = qel_vector_int32;
+    static constexpr char kSource[] = "qel/math/vector/generic/qel_vector_int32";
 
     /// The count is in Q20 too, in 32 bits: it wraps from 2048 on.
     static int32_t average(int32_t sum, uint32_t n) {
@@ -61,6 +70,7 @@ struct Element<int32_t> : FixedPoint<int32_t, int64_t, double, 20> {
 template <>
 struct Element<int16_t> : FixedPoint<int16_t, int32_t, float, 12> {
     using Vector = qel_vector_int16;
+    static constexpr char kSource[] = "qel/math/vector/generic/qel_vector_int16";
 
     /// The count is no Q12 number, unlike the sum: 4096 times the mean.
     static int16_t average(int16_t sum, uint32_t n) {

@@ -44,8 +44,8 @@ void copy(Vector<T>* dst, const Vector<T>* src) {
     dst->len = src->len;
 }
 
-template <class T, class Value>
-void print(const Vector<T>* vec, const char* format, Value value_of, uint32_t per_line = 16) {
+template <class V, class Value>
+void print(const V* vec, const char* format, Value value_of, uint32_t per_line) {
     for (uint32_t i = 0; i < vec->len; ++i) {
         if (i % per_line == 0) std::printf("\n");
         std::printf(format, value_of(vec->data[i]));

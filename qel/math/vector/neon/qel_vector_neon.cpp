@@ -4,9 +4,10 @@
 #include "qel/math/vector/neon/operations.hpp"
 
 namespace neon = qel::vector::neon;
+using qel::vector::Element;
 
-// Length mismatches are reported from the lines that the portable forms report.
-#define QEL_BINARY(type, T, operation, line)                                                       \
+// Length mismatches are reported from where the portable forms report them.
+#define QEL_BINARY(type, T, operation)                                                             \
     int32_t qel_vector_##type##_##operation##_nval_neon(T* dst, const T* a, const T* b,            \
                                                         uint32_t n) {                              \
         return neon::operation(dst, a, b, n, qel_vector_##type##_##operation##_nval_c);            \
@@ -14,7 +15,7 @@ namespace neon = qel::vector::neon;
     int32_t qel_vector_##type##_##operation##_neon(                                                \
         qel_vector_##type* dst, const qel_vector_##type* a, const qel_vector_##type* b) {          \
         return qel::vector::binary(dst, a, b, qel_vector_##type##_##operation##_nval_neon,         \
-                                   {"qel/math/vector/generic/qel_vector_" #type, __func__, line}); \
+                                   {Element<T>::kSource, __func__, Element<T>::kLines.operation}); \
     }
 
 #define QEL_REDUCTION(type, T, operation, function)                              \
@@ -47,17 +48,16 @@ namespace neon = qel::vector::neon;
     }                                                                                            \
     int32_t qel_vector_##type##_realft_neon(qel_vector_##type* out, const qel_vector_##type* in, \
                                             const qel_fft_r2c_cfg_##type* plan) {                \
-        return qel::vector::spectrum(                                                            \
-            out, in, plan, qel_vector_##type##_realft_nval_neon,                                 \
-            {"qel/math/vector/generic/qel_vector_" #type, __func__, __LINE__});                  \
+        return qel::vector::spectrum(out, in, plan, qel_vector_##type##_realft_nval_neon,        \
+                                     {Element<T>::kSource, __func__, __LINE__});                 \
     }
 
-#define QEL_ARITHMETIC(type, T, mul_line, sub_line, add_line) \
-    QEL_BINARY(type, T, mul, mul_line)                        \
-    QEL_BINARY(type, T, sub, sub_line)                        \
-    QEL_BINARY(type, T, add, add_line)                        \
-    QEL_REDUCTION(type, T, sum, sum)                          \
-    QEL_REDUCTION(type, T, avg, average)                      \
+#define QEL_ARITHMETIC(type, T)          \
+    QEL_BINARY(type, T, mul)             \
+    QEL_BINARY(type, T, sub)             \
+    QEL_BINARY(type, T, add)             \
+    QEL_REDUCTION(type, T, sum, sum)     \
+    QEL_REDUCTION(type, T, avg, average) \
     QEL_SCALE_AND_REALFT(type, T)
 
 #define QEL_TRANSCENDENTAL(type, T, exponential, logarithm, softmax_function, sigmoid_function) \
@@ -66,9 +66,9 @@ namespace neon = qel::vector::neon;
     QEL_IN_PLACE(type, T, softmax, softmax_function)                                            \
     QEL_IN_PLACE(type, T, sigmoid, sigmoid_function)
 
-QEL_ARITHMETIC(float32, float, 69, 83, 97)
-QEL_ARITHMETIC(int32, int32_t, 82, 96, 110)
-QEL_ARITHMETIC(int16, int16_t, 82, 96, 110)
+QEL_ARITHMETIC(float32, float)
+QEL_ARITHMETIC(int32, int32_t)
+QEL_ARITHMETIC(int16, int16_t)
 QEL_TRANSCENDENTAL(float32, float, exponential, logarithm, softmax, sigmoid)
 QEL_TRANSCENDENTAL(int32, int32_t, portable, portable, portable, portable)
 QEL_TRANSCENDENTAL(int16, int16_t, exponential, logarithm, softmax, sigmoid)
