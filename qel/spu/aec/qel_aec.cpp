@@ -50,7 +50,7 @@ bool in_range(const qel_aec_cfg& cfg, const char* section, const char* shown_sec
 
 /// Whether every key of a record has a value that can work.
 bool keys_work(const qel_aec_cfg& cfg, const char* section, const char* shown_section,
-               std::span<const qel::Key> keys, const void* record) {
+               const std::span<const qel::Key>& keys, const void* record) {
     return std::all_of(keys.begin(), keys.end(), [&](const qel::Key& key) {
         if (key.outside != qel::Outside::kRefused) return true;
         const double least = key.least == qel::kFrameSize ? cfg.frame_size : key.least;
