@@ -92,30 +92,31 @@ void fit_sub_configurations(qel_aec* aec) {
     }
 }
 
-/// Calls fn(vector, elements) for each float vector of the instance.
+/// Calls fn(vector, elements) for each float vector of the instance, in the order in which a frame
+/// comes to need them.
 template <class Fn>
 void for_each_vector(qel_aec* aec, Fn fn) {
     const auto frame = static_cast<uint32_t>(aec->cfg->frame_size);
     const auto pair = static_cast<uint32_t>(aec->cfg->fft_size);
     const auto bins = static_cast<uint32_t>(aec->cfg->fft_bins);
     const uint32_t history = bins * static_cast<uint32_t>(aec->cfg->taps);
-    for (auto* u : {&aec->mic, &aec->ref, &aec->mic_hist, &aec->ref_hist, &aec->overlap}) {
-        fn(u, frame);
-    }
-    for (auto* u : {&aec->mic_pass, &aec->window, &aec->mic_frame_win, &aec->ref_frame_win}) {
+    for (auto* u : {&aec->mic, &aec->ref, &aec->ref_hist, &aec->mic_hist}) fn(u, frame);
+    for (auto* u : {&aec->mic_pass, &aec->window, &aec->ref_frame_win, &aec->mic_frame_win}) {
         fn(u, pair);
     }
-    for (auto* u : {&aec->delta_floor, &aec->norm, &aec->ref_power_sum, &aec->mic_power,
-                    &aec->echo_power, &aec->post_power, &aec->ref_power_smooth}) {
+    for (auto* u : {&aec->mic_spec, &aec->ref_spec}) fn(u, 2 * bins);
+    for (auto* u : {&aec->delta_floor, &aec->post_power, &aec->ref_power_smooth, &aec->norm,
+                    &aec->ref_power_sum}) {
         fn(u, bins);
-    }
-    for (auto* u : {&aec->error_spec, &aec->step_spec, &aec->mic_spec, &aec->ref_spec,
-                    &aec->echo_spec, &aec->post_error}) {
-        fn(u, 2 * bins);
     }
     fn(&aec->ref_power_hist, history);
     fn(&aec->ref_spec_hist, 2 * history);
     fn(&aec->weights, 2 * history);
+    for (auto* u : {&aec->echo_spec, &aec->error_spec, &aec->step_spec, &aec->post_error}) {
+        fn(u, 2 * bins);
+    }
+    for (auto* u : {&aec->mic_power, &aec->echo_power}) fn(u, bins);
+    fn(&aec->overlap, frame);
 }
 
 /// A separator of the canceller's frames that already has one, so that a feed of one frame needs no
@@ -137,12 +138,8 @@ qel_sigp_frame_separator* make_separator(const qel_aec_cfg& cfg) {
 bool make_parts(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
     const auto frame = static_cast<uint32_t>(cfg.frame_size);
-    bool made = true;
-    for_each_vector(aec, [&made](qel_vector_union* u, uint32_t len) {
-        made = made && qel::make_floats(u, len);
-    });
-    aec->out = qel_vector_int16_new(frame);
-    made = made && aec->out;
+    bool made = qel::instance_of(aec)->vectors.make([aec](auto fn) { for_each_vector(aec, fn); });
+    made = made && (aec->out = qel_vector_int16_new(frame));
     if (cfg.use_nlp) made = made && (aec->nlp = qel_aec_nlp_new(&aec->nlp_cfg));
     if (cfg.use_vad) {
         made = made && (aec->ref_vad = qel_svad_new(&cfg.vad[0])) &&
@@ -242,7 +239,7 @@ void qel_aec_reset(qel_aec* aec) {
 
 void qel_aec_delete(qel_aec* aec) {
     if (!aec) return;
-    for_each_vector(aec, [](qel_vector_union* u, uint32_t) { qel_vector_union_clean(u); });
+    qel::instance_of(aec)->vectors.clean();
     qel_vector_int16_delete(aec->out);
     qel_aec_nlp_delete(aec->nlp);
     qel_svad_delete(aec->ref_vad);

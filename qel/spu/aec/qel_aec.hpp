@@ -6,6 +6,7 @@
 
 #include "qel/math/vector/qel_vector.h"
 #include "qel/spu/aec/qel_aec.h"
+#include "qel/spu/aec/vector_block.hpp"
 
 /// Registers the canceller's version; runs while the library loads.
 void _g_module_aec();
@@ -32,6 +33,7 @@ struct Meter {
 /// The private state of an instance, behind the record that callers see; qel_aec_new() makes it.
 struct Instance : qel_aec {
     Meter meter;
+    VectorBlock vectors;
 };
 
 inline Instance* instance_of(qel_aec* aec) { return static_cast<Instance*>(aec); }

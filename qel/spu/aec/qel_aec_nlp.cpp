@@ -25,26 +25,28 @@ constexpr int32_t kSkippedBands = 6;  // at the low end, and one fewer at the hi
 
 /// The private state of a suppressor, behind the record that callers see.
 struct Suppressor : qel_aec_nlp {
+    qel::VectorBlock vectors;
     qel_vector_int16* band_starts;  // the first bin of each band, for kernels::Bank
 };
 
-/// Calls fn(vector, elements) for each float vector of the suppressor.
+/// Calls fn(vector, elements) for each float vector of the suppressor, in the order in which a
+/// frame comes to need them.
 template <class Fn>
 void for_each_vector(qel_aec_nlp* nlp, Fn fn) {
     const auto frame = static_cast<uint32_t>(nlp->cfg->frame_size);
     const auto bins = static_cast<uint32_t>(nlp->cfg->fft_bins);
     const uint32_t all = bins + static_cast<uint32_t>(nlp->cfg->nb_banks);
-    for (auto* u : {&nlp->weight_left, &nlp->weight_right, &nlp->error_avg, &nlp->echo_avg}) {
+    for (auto* u : {&nlp->error_avg, &nlp->echo_avg, &nlp->weight_left, &nlp->weight_right}) {
         fn(u, bins);
     }
-    for (auto* u : {&nlp->gain2, &nlp->gain_floor, &nlp->post, &nlp->prior, &nlp->gain,
-                    &nlp->residual, &nlp->ps, &nlp->echo_noise, &nlp->old_ps, &nlp->zeta}) {
+    for (auto* u : {&nlp->residual, &nlp->echo_noise, &nlp->ps, &nlp->old_ps, &nlp->post,
+                    &nlp->prior, &nlp->zeta, &nlp->gain_floor, &nlp->gain, &nlp->gain2}) {
         fn(u, all);
     }
     fn(&nlp->time, nlp->cfg->fft_size);
-    fn(&nlp->spec, 2 * nlp->cfg->fft_size);
-    fn(&nlp->out, frame);
     fn(&nlp->overlap, frame);
+    fn(&nlp->out, frame);
+    fn(&nlp->spec, 2 * nlp->cfg->fft_size);
 }
 
 /// Critical-band rate in Bark of a frequency in Hz (Wang, Sekey and Gersho, IEEE JSAC 10(5), 1992).
@@ -275,10 +277,8 @@ qel_aec_nlp* qel_aec_nlp_new(const qel_aec_nlp_cfg* cfg) {
         nlp->band_left = qel_vector_int16_new(bins);
         nlp->band_right = qel_vector_int16_new(bins);
         nlp->band_starts = qel_vector_int16_new(static_cast<uint32_t>(cfg->nb_banks));
-        made = nlp->band_left && nlp->band_right && nlp->band_starts;
-        for_each_vector(nlp.get(), [&made](qel_vector_union* u, uint32_t len) {
-            made = made && qel::make_floats(u, len);
-        });
+        made = nlp->band_left && nlp->band_right && nlp->band_starts &&
+               nlp->vectors.make([&nlp](auto fn) { for_each_vector(nlp.get(), fn); });
     }
     if (!made) {
         QEL_LOG(QEL_LOG_ERROR, "out of memory.");
@@ -311,7 +311,7 @@ void qel_aec_nlp_delete(qel_aec_nlp* nlp) {
     qel_vector_int16_delete(nlp->band_left);
     qel_vector_int16_delete(nlp->band_right);
     qel_vector_int16_delete(static_cast<Suppressor*>(nlp)->band_starts);
-    for_each_vector(nlp, [](qel_vector_union* u, uint32_t) { qel_vector_union_clean(u); });
+    static_cast<Suppressor*>(nlp)->vectors.clean();
     std::free(nlp->scratch);
     std::free(nlp);
 }
