@@ -34,6 +34,10 @@ struct Meter {
 struct Instance : qel_aec {
     Meter meter;
     VectorBlock vectors;
+    struct {
+        uint32_t frame;  // the count of all instances' frames at this one's last
+        int32_t parts;   // fetched for this frame
+    } fetch;
 };
 
 inline Instance* instance_of(qel_aec* aec) { return static_cast<Instance*>(aec); }
@@ -71,6 +75,13 @@ void inverse_transform(qel_aec* aec, const float* spec, float* time);
 /// Adds the windowed head of `time`, fft_size samples, to the overlap memory and scales it into
 /// `out`, then keeps the windowed tail; both of these hold frame_size samples.
 void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* out);
+
+/// Asks for a part of the memory that a frame goes through, that of later steps, if it is to be
+/// had from afar. Called between steps, so that it is on its way while they run.
+void fetch_ahead(qel_aec* aec);
+
+/// The same for one of `parts` parts of the suppressor's memory.
+void fetch_vectors(const qel_aec_nlp& nlp, int32_t part, int32_t parts);
 
 /// The share of the echo estimate that the suppressor takes for residual echo, 0.01 to 1.
 float leak_share(const qel_aec_nlp& nlp);

@@ -233,6 +233,10 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
 
 namespace qel {
 
+void fetch_vectors(const qel_aec_nlp& nlp, int32_t part, int32_t parts) {
+    static_cast<const Suppressor&>(nlp).vectors.fetch(part, parts);
+}
+
 float leak_share(const qel_aec_nlp& nlp) {
     const float leak = nlp.pey / nlp.pyy;
     return leak > 0.5f ? 1.0f : static_cast<float>(nlp.leak_mult) * leak;
@@ -320,7 +324,9 @@ int32_t qel_aec_nlp_process(qel_aec* aec) {
     const qel::FlushSubnormals guard;
     qel_aec_nlp* nlp = aec->nlp;
     if (nlp->adapt_count < kMaxAdaptCount) ++nlp->adapt_count;
+    qel::fetch_ahead(aec);
     update_leak(nlp, *aec);
+    qel::fetch_ahead(aec);
     update_echo_noise(nlp, *aec);
     update_power(nlp, *aec);
     update_snr(nlp);

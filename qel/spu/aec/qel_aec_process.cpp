@@ -11,6 +11,7 @@ using qel::floats;
 namespace {
 
 void forward_transform(qel_aec* aec, float* time, float* spec) {
+    qel::fetch_ahead(aec);
     qel_fft_r2c_1d_float32(reinterpret_cast<qel_fft_cpx_float32*>(spec), time,
                            static_cast<qel_fft_r2c_cfg_float32*>(aec->fft.plan));
 }
@@ -27,6 +28,7 @@ void analyse(qel_aec* aec) {
     kernels::window_pair(window, floats(aec->mic_hist), floats(aec->mic), size, mic,
                          cfg.frame_size);
     forward_transform(aec, mic, floats(aec->mic_spec));
+    qel::fetch_ahead(aec);
     const auto fft_size = static_cast<uint32_t>(cfg.fft_size);
     if (!cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == qel::kSpeech) {
         kernels::divide(ref, size, cfg.fft_size);
@@ -126,12 +128,12 @@ void overlap_add(const qel_aec* aec, const float* time, float* overlap, float* o
 
 int32_t qel_aec_process(qel_aec* aec) {
     const qel::FlushSubnormals guard;
-    analyse(aec);
-    update_norm(aec);
-    update_reference(aec);
-    estimate_echo(aec);
-    adapt(aec);
-    bound_residual(aec);
+    // While a step runs, the memory of later ones is on its way.
+    for (auto step :
+         {analyse, update_norm, update_reference, estimate_echo, adapt, bound_residual}) {
+        qel::fetch_ahead(aec);
+        step(aec);
+    }
 
     const float* frame;
     if (aec->cfg->use_nlp) {

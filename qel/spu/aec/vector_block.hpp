@@ -15,6 +15,12 @@ namespace qel {
 
 constexpr size_t kCacheLine = 64;  // bytes
 
+/// Asks for the memory to be brought near the core, and does not wait for it.
+inline void fetch(const void* begin, const void* end) {
+    const auto* at = static_cast<const char*>(begin);
+    for (; at < end; at += kCacheLine) __builtin_prefetch(at);
+}
+
 /// Empty when zeroed.
 class VectorBlock {
   public:
@@ -47,6 +53,13 @@ class VectorBlock {
     }
 
     void clean() { std::free(start_); }
+
+    /// Fetches one of `parts` equal parts.
+    void fetch(int32_t part, int32_t parts) const {
+        const size_t size = bytes_ / static_cast<size_t>(parts);
+        const char* begin = start_ + static_cast<size_t>(part) * size;
+        qel::fetch(begin, begin + size);
+    }
 
   private:
 #ifdef QEL_ADDRESS_SANITIZER
