@@ -1,12 +1,12 @@
-// The log: filtering, line header, date lines, destinations.
+// The log: filtering, line header, date lines, destinations; the last reasons; the banner.
 #include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <ctime>
-#include <sstream>
-#include <thread>
 
 #include "qel/core/qel_debug.hpp"
+#include "qel/core/qel_string.h"
+#include "qel/core/qel_version.hpp"
 #include "qel/core/reason.hpp"
 #include "tests/support/log_capture.hpp"
 
@@ -83,26 +83,6 @@ TEST(Debug, ExplanationsNeverReachStandardOutput) {
     EXPECT_THAT(log.text(), testing::MatchesRegex("(=[^\n]*\n)?[^\n]*because 1\n"));
 }
 
-TEST(Debug, ThreadsShareOneDateLineAndKeepTheirLinesWhole) {
-    LogCapture log;
-    setenv("TZ", "XXX-13", 1);
-    tzset();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([] {
-            for (int k = 0; k < 200; ++k) log_line(QEL_LOG_INFO);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    std::istringstream lines(log.text());
-    int dates = 0;
-    for (std::string line; std::getline(lines, line);) {
-        dates += line[0] == '=';
-        EXPECT_TRUE(line[0] == '=' || line.ends_with("[I] c.x:fn:7: text")) << line;
-    }
-    EXPECT_LE(dates, 1);
-}
-
 TEST(Debug, KeepsTheLastReasons) {
     const char* first = qel::last_reason();
     qel::set_reason("%s", std::string(600, 'x').c_str());
@@ -111,6 +91,20 @@ TEST(Debug, KeepsTheLastReasons) {
     EXPECT_EQ(std::string(first), "");
     EXPECT_EQ(std::string(cut), std::string(511, 'x'));
     EXPECT_EQ(std::string(qel::last_reason()), "another");
+}
+
+TEST(Version, RegistryAndBanner) {
+    _g_version_init();
+    _g_module_core();
+    _g_version_init();
+    ASSERT_EQ(_g_modules->count, 1u) << "made once";
+    EXPECT_STREQ(static_cast<qel_string*>(qel_array_peek(_g_modules, 0))->data, "core v0.5.3");
+    testing::internal::CaptureStderr();
+    _g_version_print();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::MatchesRegex("-{70}\nQEL \\([^)]+\\)\\.v0\\.5\\.3\n\n"
+                                      "please contact: [^\n]+\n[^\n]+\n-{70}\n"));
+    _g_version_release();
 }
 
 }  // namespace

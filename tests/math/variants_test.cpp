@@ -1,14 +1,66 @@
-// The NEON variants of transforms and vector operations against the portable ones: equal bit for
-// bit, NaNs and the order of float sums aside. No float here is subnormal, nor made of two.
-#ifdef QEL_NEON
+// The variants of transforms and vector operations against the portable ones: the transforms in
+// each width of x86 registers, and all NEON ones. Equal bit for bit, NaNs and the order of float
+// sums aside. No float for NEON is subnormal, nor made of two.
 #include <cstring>
 #include <random>
 
+#include "tests/math/vector_api.hpp"
+#ifdef QEL_X86
+#include "qel/math/fft/x86/float32.hpp"
+#endif
+#ifdef QEL_NEON
 #include "qel/math/fft/qel_fft_neon.h"
 #include "qel/math/vector/qel_vector_neon.h"
-#include "tests/math/vector_api.hpp"
+#endif
 
 namespace {
+
+#ifdef QEL_X86
+using namespace qel::fft;
+
+/// All four transforms of n points, or 2n reals, one result behind the other.
+std::vector<float> all_of(const FloatTransforms& transforms, size_t n, const std::vector<float>& x,
+                          bool in_place) {
+    const auto length = static_cast<int32_t>(n);
+    auto* complex = qel_fft_alloc_c2c_float32_c(length);
+    auto* real = qel_fft_alloc_r2c_float32_c(2 * length);
+    std::vector<float> all;
+    const auto keep = [&](bool may_share, auto run) {
+        std::vector<float> in = x, other(x.size());
+        std::vector<float>& out = may_share && in_place ? in : other;
+        run(&out[1], &in[1]);  // aligned to their element only
+        all.insert(all.end(), out.begin() + 1, out.begin() + 1 + 2 * length);
+    };
+    for (const bool inverse : {false, true})
+        keep(false, [&](float* out, float* in) {
+            transforms.c2c((FloatPoint*)out, (FloatPoint*)in, *complex, inverse);
+        });
+    keep(true, [&](float* out, float* in) { transforms.r2c((FloatPoint*)out, in, *real); });
+    keep(true, [&](float* out, float* in) { transforms.c2r(out, (FloatPoint*)in, *real); });
+    qel_fft_destroy_c2c_float32_c(complex);
+    qel_fft_destroy_r2c_float32_c(real);
+    return all;
+}
+
+TEST(FftX86, EqualsThePortableTransformsAtEveryLength) {
+    const FloatTransforms& portable = kFloatTransforms<Element<float>>;
+    std::vector<const FloatTransforms*> runnable = {&kSse2Transforms};
+    if (has_avx2()) runnable.push_back(&kAvx2Transforms);
+    if (has_avx512()) runnable.push_back(&kAvx512Transforms);
+    std::vector<size_t> all = lengths();
+    all.insert(all.end(), {1600, 1920, 4096, 8192});
+    for (size_t n = 144; n <= 1000; n += 8) all.push_back(n);
+    for (const size_t n : all) {
+        const auto x = random_values<float>(2 * n + 3, 1);
+        const auto expected = all_of(portable, n, x, false);
+        for (const auto* wide : runnable)
+            for (const bool in_place : {false, true})
+                EXPECT_EQ(all_of(*wide, n, x, in_place), expected) << n << ' ' << in_place;
+    }
+}
+#endif
+
+#ifdef QEL_NEON
 
 /// Runs it with either table and expects the same bits, or NaN in both.
 template <class T, class Run>
@@ -147,5 +199,6 @@ TEST(VariantsOfTables, AreTheseAndTheRestIsPortable) {
     HOLDS_ALL(int16)
 }
 
-}  // namespace
 #endif
+
+}  // namespace

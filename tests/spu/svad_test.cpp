@@ -6,9 +6,10 @@
 
 #include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
-#include "tests/spu/support.hpp"
+#include "tests/support/each.hpp"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/parsed.hpp"
 
 namespace {
 
@@ -27,13 +28,9 @@ qel_svad_cfg make_cfg(const std::string& keys) {
 TEST(SvadCfg, ReadsPlainStringsOnly) {
     const auto cfg =
         make_cfg("frame_len = 20x; spe2sil_num = -4; amp_thresh = 2.5e1x; bit_extends = -;");
-    EXPECT_EQ(cfg.frame_len, 20);
-    EXPECT_EQ(cfg.framing.frame_len, 20u);
-    EXPECT_TRUE(cfg.framing.use_16bit);
-    EXPECT_EQ(cfg.framing.bit_extends, 0);
-    EXPECT_EQ(cfg.spe2sil_num, -4);
-    EXPECT_EQ(cfg.sil2spe_num, 1);
-    EXPECT_EQ(cfg.amp_thresh, 25.0f);
+    EXPECT_EQ(each(cfg.frame_len, cfg.framing.frame_len, cfg.framing.use_16bit,
+                   cfg.framing.bit_extends, cfg.spe2sil_num, cfg.sil2spe_num, cfg.amp_thresh),
+              "20 20 1 0 -4 1 25.000000");
     EXPECT_EQ(make_cfg("bit_extends = 65537;").framing.bit_extends, 1);
     const auto widths = [](const std::string& text) {
         const auto f = make_cfg("use_24bit = y; use_32bit = \"" + text + "\";").framing;

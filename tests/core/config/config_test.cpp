@@ -1,20 +1,15 @@
 // The item tree; the text format: what is accepted and what it means, what is refused and how it is
 // reported.
-#include "qel/core/config/qel_config_ryl.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "qel/core/array/qel_array_string.h"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/parsed.hpp"
 #include "tests/support/temp_path.hpp"
 
 namespace {
-
-using Delete = decltype([](auto* parser) { qel_config_ryl_delete(parser); });
-using Parser = std::unique_ptr<qel_config_ryl, Delete>;
-using Texts = std::map<std::string, std::string>;
 
 std::string text_of(const qel_string* s) { return {s->data ? s->data : "", s->length}; }
 
@@ -41,19 +36,6 @@ std::string dump(const qel_config_items* items) {
 
 int32_t feed(const Parser& parser, const std::string& text) {
     return qel_config_ryl_feed(parser.get(), text.data(), static_cast<uint32_t>(text.size()));
-}
-
-/// Parses with "etc" as ${pwd} and with included files from `files`.
-Parser parse(const std::string& text, Texts* files = nullptr) {
-    const auto load = [](void* data, const char* path, char** bytes, uint64_t* n) -> int32_t {
-        const auto& texts = *static_cast<Texts*>(data);
-        if (!texts.count(path)) return -1;
-        *bytes = strdup(texts.at(path).c_str());
-        *n = texts.at(path).size();
-        return path[0] == 'b' ? -1 : 0;  // what is handed out counts
-    };
-    return Parser(qel_config_ryl_new_data(text.data(), static_cast<uint32_t>(text.size()), "etc",
-                                          files, load));
 }
 
 std::string repeat(const std::string& text, int n) {

@@ -4,20 +4,22 @@
 #include <gtest/gtest.h>
 
 #include "qel/spu/aec/qel_aec.h"
-#include "tests/spu/support.hpp"
+#include "tests/support/each.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/parsed.hpp"
 
 namespace {
 
 /// What a file with this text in its section "aec" configures.
 struct Configured : qel_aec_cfg {
-    explicit Configured(const std::string& text) : tree(parse("aec = {" + text + "}")) {
+    explicit Configured(const std::string& text)
+        : qel_aec_cfg{}, tree(parse("aec = {" + text + "}")) {
         qel_aec_cfg_init(this);
         cfg_tree = tree.get();
         qel_aec_cfg_update_local(this, qel_config_items_find_subitems(tree->root, "aec"));
         qel_aec_cfg_update(this, nullptr);
     }
-    Parsed tree;
+    Parser tree;
 };
 
 /// The numbers of the main section, in one line; last the byte that holds the flags.
@@ -61,13 +63,12 @@ TEST(AecCfg, ReadsASectionOnlyWhenItsSwitchIsOn) {
     const std::string sections =
         "nlp = { nb_banks = 30; } vad = { amp_thresh = 7.5; } mute = { mute_time = 2; }";
     const Configured on(sections + "use_vad = 1;"), off(sections + "use_nlp = no; use_mute = no;");
-    for (const auto& [cfg, banks, level, seconds, frames] :
-         {std::tuple(&on, 30, 7.5f, 2.0f, 62u), std::tuple(&off, 24, 5.0f, 1.0f, 0u)}) {
-        EXPECT_EQ(cfg->nlp.nb_banks, banks);
-        for (const qel_svad_cfg& vad : cfg->vad) EXPECT_EQ(vad.amp_thresh, level);
-        EXPECT_EQ(cfg->mute.mute_time, seconds);
-        EXPECT_EQ(cfg->mute.mute_frames, frames);
-    }
+    const auto numbers = [](const Configured& c) {
+        return each(c.nlp.nb_banks, c.vad[0].amp_thresh, c.vad[1].amp_thresh, c.mute.mute_time,
+                    c.mute.mute_frames);
+    };
+    EXPECT_EQ(numbers(on), "30 7.500000 7.500000 2.000000 62");
+    EXPECT_EQ(numbers(off), "24 5.000000 5.000000 1.000000 0");
 }
 
 TEST(AecCfg, RefusesWhatCannotWorkAndFitsTheRest) {

@@ -6,6 +6,7 @@
 
 #include "qel/spu/aec/qel_aec.hpp"
 #include "tests/support/canceller.hpp"
+#include "tests/support/each.hpp"
 #include "tests/support/states.hpp"
 
 namespace {
@@ -79,20 +80,17 @@ TEST(AecNlp, CountersStop) {
 }
 
 TEST(AecMute, CountsWholeFramesOfItsTime) {
-    const std::tuple<int16_t, int16_t, float, uint32_t> cases[] = {{16000, 512, 1, 31},
-                                                                   {16000, 512, 0, 0},
-                                                                   {8000, 160, 3, 150},
-                                                                   {16000, 512, -1, 0},
-                                                                   {16000, 1, 1e9f, UINT32_MAX}};
-    for (const auto& [freqs, frame, seconds, frames] : cases) {
+    const auto frames = [](int16_t rate, int16_t frame, float seconds) {
         qel_aec_mute_cfg cfg{};
-        qel_aec_mute_cfg_init(&cfg);
-        cfg.freqs = freqs;
+        cfg.freqs = rate;
         cfg.frame_size = frame;
         cfg.mute_time = seconds;
         qel_aec_mute_cfg_update(&cfg);
-        EXPECT_EQ(cfg.mute_frames, frames) << seconds;
-    }
+        return cfg.mute_frames;
+    };
+    EXPECT_EQ(each(frames(16000, 512, 1), frames(16000, 512, 0), frames(8000, 160, 3),
+                   frames(16000, 512, -1), frames(16000, 1, 1e9f)),
+              "31 0 150 0 4294967295");
 }
 
 }  // namespace
