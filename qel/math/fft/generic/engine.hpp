@@ -186,12 +186,19 @@ class Engine {
                 return;
             }
         }
-        for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
-            const auto load = [=](const Point* at) QEL_FFT_STEP { return E::load(lanes, at); };
-            const auto store = [=](Point* at, auto a) QEL_FFT_STEP { E::store(lanes, at, a); };
-            const auto w = twiddles_at(j, load);
-            for (int32_t g = 0; g < groups; ++g) join(g, j, w, load, store);
-        });
+        const auto join_all = [=](auto count) QEL_FFT_STEP {
+            for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
+                const auto load = [=](const Point* at) QEL_FFT_STEP { return E::load(lanes, at); };
+                const auto store = [=](Point* at, auto a) QEL_FFT_STEP { E::store(lanes, at, a); };
+                const auto w = twiddles_at(j, load);
+                for (int32_t g = 0; g < count; ++g) join(g, j, w, load, store);
+            });
+        };
+        if (groups == 1) {  // a loop less: twiddles need not be kept
+            join_all(Lanes<1>{});
+        } else {
+            join_all(groups);
+        }
     }
 
   public:

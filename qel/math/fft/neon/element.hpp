@@ -28,7 +28,10 @@ inline Simd<float32x4_t> operator-(Simd<float32x4_t> a) {  // vnegq_f32 is taken
     const uint32x4_t sign = vdupq_n_u32(1u << 31);
     return {vreinterpretq_f32_u32(veorq_u32(vreinterpretq_u32_f32(a.v), sign))};
 }
-inline Simd<float32x4_t> operator*(Simd<float32x4_t> a, float b) { return {vmulq_n_f32(a.v, b)}; }
+/// vmulq_n_f32 would take `b` to its register anew in each round of a loop.
+inline Simd<float32x4_t> operator*(Simd<float32x4_t> a, float b) {
+    return {vmulq_f32(a.v, vdupq_n_f32(b))};
+}
 
 template <class V>
 inline Simd<V> operator+(Simd<V> a, Simd<V> b) {
