@@ -21,6 +21,13 @@ constexpr bool too_short(int32_t count) {
     return !std::is_same_v<E, typename E::Scalar> && count < E::kLanes;
 }
 
+/// Whether the element type takes more code for less to do: steps that are not the last need not be
+/// held inside the range, and twiddles that serve one group need not be kept.
+template <class E>
+constexpr bool is_quick() {
+    return requires { E::kQuick; };
+}
+
 /// Calls step(lanes, j) for j = begin .. end - 1, several at once where the element type can. One
 /// that leaves short counts to its scalar type does the last ones twice if need be, so a step must
 /// not write what it reads.
@@ -33,6 +40,9 @@ QEL_FFT_STEP inline void for_lanes(int32_t begin, int32_t end, Step step) {
             for (; j + kAll <= end; j += kAll) step(kAll, j);
         }
         for (; j < end; ++j) step(Lanes<1>{}, j);
+    } else if constexpr (is_quick<E>()) {
+        for (; j + kAll <= end; j += kAll) step(kAll, j);
+        if (j < end) step(kAll, end - kAll);
     } else {
         for (const int32_t last = end - kAll; j < end; j += kAll) step(kAll, std::min(j, last));
     }
@@ -194,11 +204,10 @@ class Engine {
                 for (int32_t g = 0; g < count; ++g) join(g, j, w, load, store);
             });
         };
-        if (groups == 1) {  // a loop less: twiddles need not be kept
-            join_all(Lanes<1>{});
-        } else {
-            join_all(groups);
+        if constexpr (is_quick<E>()) {
+            if (groups == 1) return join_all(Lanes<1>{});
         }
+        join_all(groups);
     }
 
   public:
