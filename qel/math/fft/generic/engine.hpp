@@ -167,18 +167,20 @@ class Engine {
             for (int32_t q = 1; q < kRadix; ++q) w[q - 1] = load(twiddles + (q - 1) * m + j);
             return w;
         };
-        const auto join = [=](int32_t g, int32_t j, const auto& w, auto load,
-                              auto store) QEL_FFT_STEP {
-            const Point* from = in + g * m + j;
-            Point* to = out + kRadix * g * m + j;
-            std::array<decltype(E::guard(load(from))), kRadix> a;
-            a[0] = E::guard(load(from));
-            for (int32_t q = 1; q < kRadix; ++q) {
-                a[q] = E::template mul<kInverse>(load(from + q * column), w[q - 1]);
-            }
-            a = Fly::run(a);
-            for (int32_t q = 0; q < kRadix; ++q) store(to + q * m, leave(a[q]));
-        };
+        const auto join = [=](int32_t g, int32_t j, const auto& w, auto load, auto store)
+                              QEL_FFT_STEP {
+                                  const Point* from = in + g * m + j;
+                                  Point* to = out + kRadix * g * m + j;
+                                  std::array<decltype(E::guard(load(from))), kRadix> a;
+                                  a[0] = E::guard(load(from));
+                                  for (int32_t q = 1; q < kRadix; ++q) {
+                                      from += column;
+                                      a[q] = E::template mul<kInverse>(load(from), w[q - 1]);
+                                  }
+                                  a = Fly::run(a);
+                                  for (int32_t q = 0; q < kRadix; ++q, to += m)
+                                      store(to, leave(a[q]));
+                              };
 
         if constexpr (requires { E::gather(kAll, in, m); }) {
             if (m < kAll && groups >= kAll) {  // too few neighbours: lanes from as many groups
