@@ -415,13 +415,20 @@ struct PairSum {
         lower_rest += l * x;
         upper_rest += u * x;
     }
-    QEL_KERNEL float lower_total() const {
-        return (lower[0] + lower[1]) + (lower[2] + lower[3]) + lower_rest;
-    }
-    QEL_KERNEL float upper_total() const {
-        return (upper[0] + upper[1]) + (upper[2] + upper[3]) + upper_rest;
-    }
 };
+
+/// What two spectra's bins add to the band below them and to the one above, in turn.
+QEL_KERNEL void totals(const PairSum& a, const PairSum& b, float* total) {
+    // Neighbours, then neighbours of those: a lane at a time would go through ARM's core registers.
+    const auto of_a = simd::unzipped<4>(a.lower, a.upper);
+    const auto of_b = simd::unzipped<4>(b.lower, b.upper);
+    const auto halves = simd::unzipped<4>(of_a[0] + of_a[1], of_b[0] + of_b[1]);
+    simd::store(total, halves[0] + halves[1]);
+    total[0] += a.lower_rest;
+    total[1] += a.upper_rest;
+    total[2] += b.lower_rest;
+    total[3] += b.upper_rest;
+}
 
 }  // namespace
 
@@ -445,10 +452,12 @@ void sum_bands(const Bank& bank, float* a, float* b, Width width) {
                 a_sum.add(lower[i], upper[i], from_a[i]);
                 b_sum.add(lower[i], upper[i], from_b[i]);
             }
-            a[bins + band] = a_below + a_sum.lower_total();
-            b[bins + band] = b_below + b_sum.lower_total();
-            a_below = a_sum.upper_total();
-            b_below = b_sum.upper_total();
+            float total[4];
+            totals(a_sum, b_sum, total);
+            a[bins + band] = a_below + total[0];
+            b[bins + band] = b_below + total[2];
+            a_below = total[1];
+            b_below = total[3];
         }
         a[bins + bank.bands - 1] = a_below;
         b[bins + bank.bands - 1] = b_below;
