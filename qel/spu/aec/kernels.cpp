@@ -492,10 +492,10 @@ void update_snr(const float* power, const float* old_power, const float* noise, 
             const float raised = noise[i] + 0.001f, old = old_power[i];
             const float share = old / (old + raised);
             const float gamma = 0.1f + 0.89f * (share * share);
-            const float snr = std::min(power[i] / raised - 1.0f, kMaxSnr);
-            post[i] = snr;
-            prior[i] =
-                std::min(gamma * std::max(0.0f, snr) + (1.0f - gamma) * (old / raised), kMaxSnr);
+            const float snr = power[i] / raised - 1.0f;
+            const float above = std::min(std::max(0.0f, snr), kMaxSnr);
+            post[i] = std::min(snr, kMaxSnr);
+            prior[i] = std::min(gamma * above + (1.0f - gamma) * (old / raised), kMaxSnr);
         }
     });
 }
