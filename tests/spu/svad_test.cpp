@@ -73,6 +73,21 @@ TEST(Svad, StateFollowsRunsOfWindows) {  // each window: half at 100 + d, half a
     }
 }
 
+TEST(Svad, JudgesPcmAsAnyNumbers) {  // only a mean that was rounded is not that of equal samples
+    const qel_svad_cfg cfg = make_cfg("amp_thresh = 0;");
+    for (const uint32_t n : {1, 511, 512, 1024, 1500}) {
+        for (const float level : {0.0f, 32767.0f, -32768.0f}) {
+            const std::vector<float> x(n, level);
+            const Detector any(qel_svad_new(&cfg), qel_svad_delete);
+            const Detector pcm(qel_svad_new(&cfg), qel_svad_delete);
+            EXPECT_EQ(qel::svad_judge_pcm(pcm.get(), x.data(), n),
+                      qel::svad_judge_count(any.get(), x.data(), n))
+                << n << " times " << level;
+            EXPECT_EQ(any->state, n > 512 && level > 0) << n << " times " << level;
+        }
+    }
+}
+
 /// Frames of 4 samples: loud, two silent, loud, half a loud one.
 constexpr char kBytes[] =
     "\xe8\3\x18\xfc\xe8\3\x18\xfc\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"

@@ -36,13 +36,28 @@ QEL_KERNEL float power_of(const float* spec, int32_t k) {
     return spec[2 * k] * spec[2 * k] + spec[2 * k + 1] * spec[2 * k + 1];
 }
 
+#if defined(__arm__) || defined(__aarch64__)
+/// x toward zero; NaN gives 0. This is what the processor's conversion does.
+QEL_KERNEL int32_t saturated(float x) { return static_cast<int32_t>(x); }
+#else
+/// x toward zero, as far as its low 16 bits go; NaN gives 0.
+QEL_KERNEL int32_t saturated(float x) {
+    const bool high = x >= 2147483648.0f;
+    const bool inside = x > -2147483648.0f && !high;
+    const auto whole = static_cast<int32_t>(inside ? x : 0.0f);
+    return high ? -1 : whole;
+}
+#endif
+
 #if defined(__arm__) && !defined(QEL_SCALAR)
-/// One over the square root of x >= 0, by Newton's method: a root instruction takes one number at a
-/// time, and dozens of cycles.
+/// One over the square root of x >= 0, within 8e-7 of it, by Newton's method: a root instruction
+/// takes one number at a time, and dozens of cycles. The constants, searched for, spread the errors
+/// of guess and steps evenly; those of the method itself take a third step to come as near.
 QEL_KERNEL float inverse_root(float x) {
-    float y = std::bit_cast<float>(0x5f375a86 - (std::bit_cast<int32_t>(x) >> 1));
-    for (int i = 0; i < 3; ++i) y *= 1.5f - 0.5f * x * y * y;
-    return y;
+    const float half = 0.5f * x;
+    float y = std::bit_cast<float>(0x5f376ee0 - (std::bit_cast<int32_t>(x) >> 1));
+    y *= 1.50088763f - half * y * y;
+    return y * (1.5000006f - half * y * y);
 }
 QEL_KERNEL float root(float x) { return x * inverse_root(x); }
 QEL_KERNEL float over_root(float a, float x) { return a * inverse_root(x); }
@@ -75,11 +90,7 @@ void to_samples(const float* src, int16_t* dst, int32_t n, Width width) {
     run_at(width, [=]() QEL_INLINED {
         QEL_INDEPENDENT
         for (int32_t i = 0; i < n; ++i) {
-            const float x = src[i];
-            const bool high = x >= 2147483648.0f;
-            const bool inside = x > -2147483648.0f && !high;
-            const int32_t whole = static_cast<int32_t>(inside ? x : 0.0f);
-            dst[i] = static_cast<int16_t>(high ? -1 : whole);
+            dst[i] = static_cast<int16_t>(saturated(src[i]));
         }
     });
 }
@@ -159,47 +170,85 @@ void normalise(float norm_gain, float ceiling, const float* floor, const float* 
         QEL_INDEPENDENT
         for (int32_t k = 0; k < bins; ++k) {
             const float v = norm_gain * (post_power[k] + smooth[k]), least = floor[k];
-            norm[k] = v <= least ? least : v > ceiling ? ceiling : v;
-        }
-    });
-}
-
-void update_power(const ReferencePower& power, Partitions size, Width width) {
-    run_at(width, [=, p = power]() QEL_INLINED {
-        std::fill_n(p.sum, size.bins, 0.0f);
-        for (int32_t j = 0; j + 1 < size.taps; ++j) {
-            float* older = p.history + partition_at(size, j, 1);
-            const float* newer = older + size.block;
-            QEL_INDEPENDENT
-            for (int32_t k = 0; k < size.bins; ++k) {
-                older[k] = newer[k];
-                p.sum[k] += newer[k];
-            }
-        }
-        float* newest = p.history + partition_at(size, size.taps - 1, 1);
-        QEL_INDEPENDENT
-        for (int32_t k = 0; k < size.bins; ++k) {
-            const float x = power_of(p.spec, k);
-            const float sum = p.sum[k] + x;
-            const float a = sum > p.smooth[k] ? p.fast : p.slow;
-            newest[k] = x;
-            p.sum[k] = sum;
-            p.smooth[k] = a * sum + (1.0f - a) * p.smooth[k];
+            const float bounded = v > ceiling ? ceiling : v;
+            norm[k] = v <= least ? least : bounded;
         }
     });
 }
 
 namespace {
 
-/// echo += weights * x of kTaps partitions from `x` on, each of which then moves down by `block`
-/// bins; the last stands at `newest` instead of behind the others.
-template <int kTaps>
-QEL_KERNEL void add_products(const float* weights, float* x, const float* newest, float* echo,
-                             Partitions size) {
-    const size_t stride = partition_at(size, 1, 2);
+/// Calls step(count, first, last, j) for partitions j and on, `count` of them, at most four: a
+/// constant, as is whether they are the first ones and whether they are the last.
+template <class Step>
+QEL_KERNEL void by_four(int32_t taps, Step step) {
+    int32_t j = 0;
+    const auto some = [&](auto count, auto last) QEL_INLINED {
+        if (j == 0) {
+            step(count, std::true_type{}, last, j);
+        } else {
+            step(count, std::false_type{}, last, j);
+        }
+        j += count;
+    };
+    while (taps - j > 4) some(std::integral_constant<int, 4>{}, std::false_type{});
+    switch (taps - j) {
+        case 1: return some(std::integral_constant<int, 1>{}, std::true_type{});
+        case 2: return some(std::integral_constant<int, 2>{}, std::true_type{});
+        case 3: return some(std::integral_constant<int, 3>{}, std::true_type{});
+        case 4: return some(std::integral_constant<int, 4>{}, std::true_type{});
+    }
+}
+
+/// sum += kTaps partitions from `x` on, each after it took what stands `block` bins further; the
+/// last takes the power of `spec`, and ends the sum.
+template <int kTaps, bool kFirst, bool kLast>
+QEL_KERNEL void add_powers(ReferencePower p, float* x, Partitions size) {
+    const size_t stride = partition_at(size, 1, 1);
     QEL_INDEPENDENT
     for (int32_t k = 0; k < size.bins; ++k) {
-        float re = echo[2 * k], im = echo[2 * k + 1];
+        float sum = 0;
+        if constexpr (!kFirst) sum = p.sum[k];
+        simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {
+            float* older = x + tap * stride + k;
+            const float newer = kLast && tap + 1 == kTaps ? power_of(p.spec, k) : older[stride];
+            older[0] = newer;
+            sum = kFirst && tap == 0 ? newer : sum + newer;
+        });
+        p.sum[k] = sum;
+        if constexpr (kLast) {
+            const float before = p.smooth[k], a = sum > before ? p.fast : p.slow;
+            p.smooth[k] = a * sum + (1.0f - a) * before;
+        }
+    }
+}
+
+}  // namespace
+
+void update_power(const ReferencePower& power, Partitions size, Width width) {
+    run_at(width, [=, p = power]() QEL_INLINED {
+        by_four(size.taps, [=](auto taps, auto first, auto last, int32_t j) QEL_INLINED {
+            add_powers<taps, first, last>(p, p.history + partition_at(size, j, 1), size);
+        });
+    });
+}
+
+namespace {
+
+/// echo += weights * x of kTaps partitions from `x` on, each of which then moves down by `block`
+/// bins; what comes behind the last is `newest`, and ends the sum: the microphone lacks it.
+template <int kTaps, bool kFirst, bool kLast>
+QEL_KERNEL void add_products(const Echo& e, const float* weights, float* x, Partitions size) {
+    const size_t stride = partition_at(size, 1, 2);
+    const float *newest = kLast ? e.spec : x + kTaps * stride, *mic = e.mic;
+    float *echo = e.echo, *error = e.error;
+    QEL_INDEPENDENT
+    for (int32_t k = 0; k < size.bins; ++k) {
+        float re = 0, im = 0;
+        if constexpr (!kFirst) {
+            re = echo[2 * k];
+            im = echo[2 * k + 1];
+        }
         simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {
             const float* w = weights + tap * stride + 2 * k;
             float* older = x + tap * stride + 2 * k;
@@ -208,50 +257,44 @@ QEL_KERNEL void add_products(const float* weights, float* x, const float* newest
             older[0] = xr;
             older[1] = xi;
             // Adding the negative: from a difference beside a sum GCC makes one that rounds once.
-            re += w[0] * xr + -w[1] * xi;
-            im += w[0] * xi + w[1] * xr;
+            const float product_re = w[0] * xr + -w[1] * xi;
+            const float product_im = w[0] * xi + w[1] * xr;
+            re = kFirst && tap == 0 ? product_re : re + product_re;
+            im = kFirst && tap == 0 ? product_im : im + product_im;
         });
         echo[2 * k] = re;
         echo[2 * k + 1] = im;
+        if constexpr (kLast) {
+            error[2 * k] = mic[2 * k] - re;
+            error[2 * k + 1] = mic[2 * k + 1] - im;
+        }
     }
 }
 
-/// weights += mu * step * conj(x) of kTaps partitions.
+/// weights += step * conj(x) of kTaps partitions.
 template <int kTaps>
 QEL_KERNEL void add_conj_products(float mu, const float* step, const float* x, float* weights,
                                   Partitions size) {
     const size_t stride = partition_at(size, 1, 2);
     QEL_INDEPENDENT
     for (int32_t k = 0; k < size.bins; ++k) {
-        const float gr = step[2 * k], gi = step[2 * k + 1];
+        const float gr = mu * step[2 * k], gi = mu * step[2 * k + 1];
         simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {
             float* w = weights + tap * stride + 2 * k;
             const float xr = x[tap * stride + 2 * k], xi = x[tap * stride + 2 * k + 1];
-            w[0] += mu * (gr * xr + gi * xi);
-            w[1] += mu * (gi * xr + -gr * xi);
+            w[0] += gr * xr + gi * xi;
+            w[1] += gi * xr + -gr * xi;
         });
     }
 }
 
-/// Calls step(taps, j) for partitions j and on, `taps` of them, a constant: two, or the last alone.
-template <class Step>
-QEL_KERNEL void by_two(int32_t taps, Step step) {
-    int32_t j = 0;
-    for (; j + 2 <= taps; j += 2) step(std::integral_constant<int, 2>{}, j);
-    if (j < taps) step(std::integral_constant<int, 1>{}, j);
-}
-
 }  // namespace
 
-void estimate_echo(const float* spec, float* history, const float* weights, float* echo,
-                   Partitions size, Width width) {
-    run_at(width, [=]() QEL_INLINED {
-        std::fill_n(echo, 2 * size.bins, 0.0f);
-        by_two(size.taps, [=](auto taps, int32_t j) QEL_INLINED {
-            const int32_t next = j + taps;
-            const float* newest = next < size.taps ? history + partition_at(size, next, 2) : spec;
-            add_products<taps>(weights + partition_at(size, j, 2),
-                               history + partition_at(size, j, 2), newest, echo, size);
+void estimate_echo(const Echo& echo, Partitions size, Width width) {
+    run_at(width, [=, e = echo]() QEL_INLINED {
+        by_four(size.taps, [=](auto taps, auto first, auto last, int32_t j) QEL_INLINED {
+            const size_t at = partition_at(size, j, 2);
+            add_products<taps, first, last>(e, e.weights + at, e.history + at, size);
         });
     });
 }
@@ -283,7 +326,7 @@ void take_step(const float* error, const float* power, const float* norm, float 
 void adapt(float mu, const float* step, const float* history, float* weights, Partitions size,
            Width width) {
     run_at(width, [=]() QEL_INLINED {
-        by_two(size.taps, [=](auto taps, int32_t j) QEL_INLINED {
+        by_four(size.taps, [=](auto taps, auto, auto, int32_t j) QEL_INLINED {
             const size_t at = partition_at(size, j, 2);
             add_conj_products<taps>(mu, step, history + at, weights + at, size);
         });
@@ -372,13 +415,20 @@ struct PairSum {
         lower_rest += l * x;
         upper_rest += u * x;
     }
-    QEL_KERNEL float lower_total() const {
-        return (lower[0] + lower[1]) + (lower[2] + lower[3]) + lower_rest;
-    }
-    QEL_KERNEL float upper_total() const {
-        return (upper[0] + upper[1]) + (upper[2] + upper[3]) + upper_rest;
-    }
 };
+
+/// What two spectra's bins add to the band below them and to the one above, in turn.
+QEL_KERNEL void totals(const PairSum& a, const PairSum& b, float* total) {
+    // Neighbours, then neighbours of those: a lane at a time would go through ARM's core registers.
+    const auto of_a = simd::unzipped<4>(a.lower, a.upper);
+    const auto of_b = simd::unzipped<4>(b.lower, b.upper);
+    const auto halves = simd::unzipped<4>(of_a[0] + of_a[1], of_b[0] + of_b[1]);
+    simd::store(total, halves[0] + halves[1]);
+    total[0] += a.lower_rest;
+    total[1] += a.upper_rest;
+    total[2] += b.lower_rest;
+    total[3] += b.upper_rest;
+}
 
 }  // namespace
 
@@ -402,10 +452,12 @@ void sum_bands(const Bank& bank, float* a, float* b, Width width) {
                 a_sum.add(lower[i], upper[i], from_a[i]);
                 b_sum.add(lower[i], upper[i], from_b[i]);
             }
-            a[bins + band] = a_below + a_sum.lower_total();
-            b[bins + band] = b_below + b_sum.lower_total();
-            a_below = a_sum.upper_total();
-            b_below = b_sum.upper_total();
+            float total[4];
+            totals(a_sum, b_sum, total);
+            a[bins + band] = a_below + total[0];
+            b[bins + band] = b_below + total[2];
+            a_below = total[1];
+            b_below = total[3];
         }
         a[bins + bank.bands - 1] = a_below;
         b[bins + bank.bands - 1] = b_below;
@@ -440,10 +492,10 @@ void update_snr(const float* power, const float* old_power, const float* noise, 
             const float raised = noise[i] + 0.001f, old = old_power[i];
             const float share = old / (old + raised);
             const float gamma = 0.1f + 0.89f * (share * share);
-            const float snr = std::min(power[i] / raised - 1.0f, kMaxSnr);
-            post[i] = snr;
-            prior[i] =
-                std::min(gamma * std::max(0.0f, snr) + (1.0f - gamma) * (old / raised), kMaxSnr);
+            const float snr = power[i] / raised - 1.0f;
+            const float above = std::min(std::max(0.0f, snr), kMaxSnr);
+            post[i] = std::min(snr, kMaxSnr);
+            prior[i] = std::min(gamma * above + (1.0f - gamma) * (old / raised), kMaxSnr);
         }
     });
 }
@@ -463,6 +515,7 @@ QEL_KERNEL void block_gain(const float* post, const float* prior, float* gain, i
     }
     QEL_INDEPENDENT
     for (int32_t i = 0; i < n; ++i) index[i] = static_cast<int32_t>(place[i]);
+    QEL_UNROLLED
     for (int32_t i = 0; i < n; ++i) {
         std::memcpy(&around[2 * i], &kHypergeom[static_cast<uint32_t>(index[i])],
                     2 * sizeof(float));

@@ -64,9 +64,14 @@ struct ReferencePower {
 void update_power(const ReferencePower& power, Partitions size, Width width = widest());
 
 /// `spec` replaces the oldest partition of `history`; `echo` is the sum of its partitions, each
-/// times its weights.
-void estimate_echo(const float* spec, float* history, const float* weights, float* echo,
-                   Partitions size, Width width = widest());
+/// times its weights, and `error` what `mic` has beside it.
+struct Echo {
+    const float *mic, *spec;
+    float* history;
+    const float* weights;
+    float *echo, *error;
+};
+void estimate_echo(const Echo& echo, Partitions size, Width width = widest());
 
 /// error = mic - echo for `n` floats.
 void subtract(const float* mic, const float* echo, float* error, int32_t n, Width width = widest());

@@ -192,7 +192,8 @@ bool pop_pair(qel_aec* aec, qel_sigp_frame** frames) {
 bool reference_active(qel_aec* aec) {
     if (!aec->frame_vad) return true;
     const auto n = static_cast<uint32_t>(aec->cfg->frame_size);
-    return qel::svad_judge_count(aec->frame_vad, floats(aec->ref), n) == qel::kSpeech;
+    const auto judge = aec->cfg->use_hdr ? qel::svad_judge_count : qel::svad_judge_pcm;
+    return judge(aec->frame_vad, floats(aec->ref), n) == qel::kSpeech;
 }
 
 /// Samples of a frame as floats: 16-bit ones unscaled, 32-bit ones shifted down first.

@@ -74,11 +74,15 @@ void update_reference(qel_aec* aec) {
 /// ever computed for them.
 void estimate_echo(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
-    kernels::estimate_echo(filter_part(*aec, aec->ref_spec), floats(aec->ref_spec_hist),
-                           floats(aec->weights), filter_part(*aec, aec->echo_spec),
+    kernels::estimate_echo({.mic = filter_part(*aec, aec->mic_spec),
+                            .spec = filter_part(*aec, aec->ref_spec),
+                            .history = floats(aec->ref_spec_hist),
+                            .weights = floats(aec->weights),
+                            .echo = filter_part(*aec, aec->echo_spec),
+                            .error = filter_part(*aec, aec->error_spec)},
                            partitions(cfg));
     kernels::subtract(floats(aec->mic_spec), floats(aec->echo_spec), floats(aec->error_spec),
-                      2 * cfg.fft_bins);
+                      2 * qel::first_bin(cfg));
 }
 
 /// Normalised step of the weights, and the error that remains after it. The weights are not

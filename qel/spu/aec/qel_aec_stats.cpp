@@ -48,7 +48,10 @@ void measure_frame(qel_aec* aec, Path path) {
     const float mic_before = now.mic;
     now.mic = kernels::mean_square(floats(aec->mic), n);
     now.ref = kernels::mean_square(floats(aec->ref), n);
-    now.out = kernels::mean_square(aec->out->data, n);
+    // A bypassed frame is the one before, unless that had more than 16 bits.
+    now.out = path == Path::kBypassed && !aec->cfg->use_hdr
+                  ? mic_before
+                  : kernels::mean_square(aec->out->data, n);
     uint64_t& count = path == Path::kBypassed ? meter.bypassed
                       : path == Path::kMuted  ? meter.muted
                                               : meter.processed;

@@ -23,9 +23,18 @@ constexpr int32_t kResetLine = 98;
 constexpr int32_t kFeedLine = 136;
 constexpr int32_t kSilence = QEL_FRAMING_SILENCE;
 
+/// The mean of numbers whose sums are exact: each order of additions gives the same.
+float exact_mean(std::span<const float> x) {
+    qel::simd::Sum sum;
+    qel::simd::by_sixteen(
+        static_cast<int32_t>(x.size()),
+        [&](int32_t p, int32_t i) QEL_INLINED { sum.parts[p] += qel::simd::load<4>(x.data() + i); },
+        [&](int32_t i) QEL_INLINED { sum.rest += x[static_cast<size_t>(i)]; });
+    return sum.total() / static_cast<float>(x.size());
+}
+
 /// Mean absolute distance of `x` from its own mean, in the units of `x`.
-float deviation(std::span<const float> x) {
-    const float mean = qel_vector_float32_avg_nval_c(x.data(), static_cast<uint32_t>(x.size()));
+float deviation(std::span<const float> x, float mean) {
     qel::simd::Sum sum;
     qel::simd::by_sixteen(
         static_cast<int32_t>(x.size()),
@@ -42,6 +51,18 @@ bool run_done(int32_t limit, bool extends, int32_t* run) {
     if (!extends || *run < limit) return false;
     *run = 0;
     return true;
+}
+
+/// The state after a window of deviation `d`.
+int32_t judge(qel_svad* det, float d) {
+    const qel_svad_cfg& cfg = *det->cfg;
+    // Two comparisons, not one negated: a NaN window neither ends speech nor starts it.
+    if (det->state == kSpeech) {
+        if (run_done(cfg.spe2sil_num, d <= cfg.amp_thresh, &det->quiet_run)) det->state = kSilence;
+    } else {
+        if (run_done(cfg.sil2spe_num, d > cfg.amp_thresh, &det->loud_run)) det->state = kSpeech;
+    }
+    return det->state;
 }
 
 /// Samples in the window; none for a length that makes no sense.
@@ -131,15 +152,13 @@ void qel_svad_delete(qel_svad* det) {
 }
 
 int32_t qel::svad_judge_count(qel_svad* det, const float* samples, uint32_t n) {
-    const qel_svad_cfg& cfg = *det->cfg;
-    const float d = deviation({samples, n});
-    // Two comparisons, not one negated: a NaN window neither ends speech nor starts it.
-    if (det->state == kSpeech) {
-        if (run_done(cfg.spe2sil_num, d <= cfg.amp_thresh, &det->quiet_run)) det->state = kSilence;
-    } else {
-        if (run_done(cfg.sil2spe_num, d > cfg.amp_thresh, &det->loud_run)) det->state = kSpeech;
-    }
-    return det->state;
+    return judge(det, deviation({samples, n}, qel_vector_float32_avg_nval_c(samples, n)));
+}
+
+int32_t qel::svad_judge_pcm(qel_svad* det, const float* samples, uint32_t n) {
+    constexpr uint32_t kExact = 512;  // 16-bit samples add up to 2^24 at most, and no sum rounds
+    if (n > kExact) return svad_judge_count(det, samples, n);
+    return judge(det, deviation({samples, n}, exact_mean({samples, n})));
 }
 
 int32_t qel_svad_judge(qel_svad* det, const float* samples) {

@@ -13,4 +13,7 @@ constexpr int32_t kSpeech = QEL_FRAMING_SPEECH;
 /// qel_svad_judge() for a window of `n` samples.
 int32_t svad_judge_count(qel_svad* det, const float* samples, uint32_t n);
 
+/// The same, and sooner, where `samples` are whole numbers of 16 bits.
+int32_t svad_judge_pcm(qel_svad* det, const float* samples, uint32_t n);
+
 }  // namespace qel

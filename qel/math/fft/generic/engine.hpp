@@ -21,6 +21,13 @@ constexpr bool too_short(int32_t count) {
     return !std::is_same_v<E, typename E::Scalar> && count < E::kLanes;
 }
 
+/// Whether the element type takes more code for less to do: steps that are not the last need not be
+/// held inside the range, and twiddles that serve one group need not be kept.
+template <class E>
+constexpr bool is_quick() {
+    return requires { E::kQuick; };
+}
+
 /// Calls step(lanes, j) for j = begin .. end - 1, several at once where the element type can. One
 /// that leaves short counts to its scalar type does the last ones twice if need be, so a step must
 /// not write what it reads.
@@ -33,6 +40,9 @@ QEL_FFT_STEP inline void for_lanes(int32_t begin, int32_t end, Step step) {
             for (; j + kAll <= end; j += kAll) step(kAll, j);
         }
         for (; j < end; ++j) step(Lanes<1>{}, j);
+    } else if constexpr (is_quick<E>()) {
+        for (; j + kAll <= end; j += kAll) step(kAll, j);
+        if (j < end) step(kAll, end - kAll);
     } else {
         for (const int32_t last = end - kAll; j < end; j += kAll) step(kAll, std::min(j, last));
     }
@@ -157,18 +167,20 @@ class Engine {
             for (int32_t q = 1; q < kRadix; ++q) w[q - 1] = load(twiddles + (q - 1) * m + j);
             return w;
         };
-        const auto join = [=](int32_t g, int32_t j, const auto& w, auto load,
-                              auto store) QEL_FFT_STEP {
-            const Point* from = in + g * m + j;
-            Point* to = out + kRadix * g * m + j;
-            std::array<decltype(E::guard(load(from))), kRadix> a;
-            a[0] = E::guard(load(from));
-            for (int32_t q = 1; q < kRadix; ++q) {
-                a[q] = E::template mul<kInverse>(load(from + q * column), w[q - 1]);
-            }
-            a = Fly::run(a);
-            for (int32_t q = 0; q < kRadix; ++q) store(to + q * m, leave(a[q]));
-        };
+        const auto join = [=](int32_t g, int32_t j, const auto& w, auto load, auto store)
+                              QEL_FFT_STEP {
+                                  const Point* from = in + g * m + j;
+                                  Point* to = out + kRadix * g * m + j;
+                                  std::array<decltype(E::guard(load(from))), kRadix> a;
+                                  a[0] = E::guard(load(from));
+                                  for (int32_t q = 1; q < kRadix; ++q) {
+                                      from += column;
+                                      a[q] = E::template mul<kInverse>(load(from), w[q - 1]);
+                                  }
+                                  a = Fly::run(a);
+                                  for (int32_t q = 0; q < kRadix; ++q, to += m)
+                                      store(to, leave(a[q]));
+                              };
 
         if constexpr (requires { E::gather(kAll, in, m); }) {
             if (m < kAll && groups >= kAll) {  // too few neighbours: lanes from as many groups
@@ -186,12 +198,18 @@ class Engine {
                 return;
             }
         }
-        for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
-            const auto load = [=](const Point* at) QEL_FFT_STEP { return E::load(lanes, at); };
-            const auto store = [=](Point* at, auto a) QEL_FFT_STEP { E::store(lanes, at, a); };
-            const auto w = twiddles_at(j, load);
-            for (int32_t g = 0; g < groups; ++g) join(g, j, w, load, store);
-        });
+        const auto join_all = [=](auto count) QEL_FFT_STEP {
+            for_lanes<E>(0, m, [=](auto lanes, int32_t j) QEL_FFT_STEP {
+                const auto load = [=](const Point* at) QEL_FFT_STEP { return E::load(lanes, at); };
+                const auto store = [=](Point* at, auto a) QEL_FFT_STEP { E::store(lanes, at, a); };
+                const auto w = twiddles_at(j, load);
+                for (int32_t g = 0; g < count; ++g) join(g, j, w, load, store);
+            });
+        };
+        if constexpr (is_quick<E>()) {
+            if (groups == 1) return join_all(Lanes<1>{});
+        }
+        join_all(groups);
     }
 
   public:

@@ -18,17 +18,20 @@ struct Simd {
     V v;
 };
 
-inline Simd<float32x4_t> operator+(Simd<float32x4_t> a, Simd<float32x4_t> b) {
+QEL_KERNEL Simd<float32x4_t> operator+(Simd<float32x4_t> a, Simd<float32x4_t> b) {
     return {vaddq_f32(a.v, b.v)};
 }
-inline Simd<float32x4_t> operator-(Simd<float32x4_t> a, Simd<float32x4_t> b) {
+QEL_KERNEL Simd<float32x4_t> operator-(Simd<float32x4_t> a, Simd<float32x4_t> b) {
     return {vsubq_f32(a.v, b.v)};
 }
-inline Simd<float32x4_t> operator-(Simd<float32x4_t> a) {  // vnegq_f32 is taken to pieces too
+QEL_KERNEL Simd<float32x4_t> operator-(Simd<float32x4_t> a) {  // vnegq_f32 is taken to pieces too
     const uint32x4_t sign = vdupq_n_u32(1u << 31);
     return {vreinterpretq_f32_u32(veorq_u32(vreinterpretq_u32_f32(a.v), sign))};
 }
-inline Simd<float32x4_t> operator*(Simd<float32x4_t> a, float b) { return {vmulq_n_f32(a.v, b)}; }
+/// vmulq_n_f32 would take `b` to its register anew in each round of a loop.
+QEL_KERNEL Simd<float32x4_t> operator*(Simd<float32x4_t> a, float b) {
+    return {vmulq_f32(a.v, vdupq_n_f32(b))};
+}
 
 template <class V>
 inline Simd<V> operator+(Simd<V> a, Simd<V> b) {
@@ -52,34 +55,37 @@ struct NeonElement<float> : Element<float> {
     using Wide = Simd<float32x4_t>;
     using All = Lanes<4>;
     static constexpr int kLanes = All::value;
+    static constexpr bool kQuick = true;
 
     using Element::load, Element::load_back, Element::mul;
     using Element::scatter, Element::store, Element::store_back;
 
-    static Complex<Wide> load(All, const Point* at) {
+    QEL_KERNEL static Complex<Wide> load(All, const Point* at) {
         const float32x4x2_t a = vld2q_f32(&at->r);
         return {a.val[0], a.val[1]};
     }
-    static void store(All, Point* at, Complex<Wide> a) { vst2q_f32(&at->r, {a.r.v, a.i.v}); }
-    static Wide reverse(Wide a) {
+    QEL_KERNEL static void store(All, Point* at, Complex<Wide> a) {
+        vst2q_f32(&at->r, {a.r.v, a.i.v});
+    }
+    QEL_KERNEL static Wide reverse(Wide a) {
         const float32x4_t swapped = vrev64q_f32(a.v);
         return {vextq_f32(swapped, swapped, 2)};
     }
-    static Complex<Wide> load_back(All lanes, const Point* at) {
+    QEL_KERNEL static Complex<Wide> load_back(All lanes, const Point* at) {
         const Complex<Wide> a = load(lanes, at - 3);
         return {reverse(a.r), reverse(a.i)};
     }
-    static void store_back(All lanes, Point* at, Complex<Wide> a) {
+    QEL_KERNEL static void store_back(All lanes, Point* at, Complex<Wide> a) {
         store(lanes, at - 3, {reverse(a.r), reverse(a.i)});
     }
-    static Complex<Wide> gather(All, const Point* at, int32_t step) {
+    QEL_KERNEL static Complex<Wide> gather(All, const Point* at, int32_t step) {
         float32x4x2_t a = vld2q_f32(&at->r);  // its lane 0 stays
         a = vld2q_lane_f32(&at[step].r, a, 1);
         a = vld2q_lane_f32(&at[2 * step].r, a, 2);
         a = vld2q_lane_f32(&at[3 * step].r, a, 3);
         return {a.val[0], a.val[1]};
     }
-    static void scatter(All, Point* at, int32_t step, Complex<Wide> a) {
+    QEL_KERNEL static void scatter(All, Point* at, int32_t step, Complex<Wide> a) {
         asm("" : "+r"(step));  // a step in a register is added by the store itself
         const float32x4x2_t points = {a.r.v, a.i.v};
         vst2q_lane_f32(&at->r, points, 0);
@@ -87,16 +93,16 @@ struct NeonElement<float> : Element<float> {
         vst2q_lane_f32(&at[2 * step].r, points, 2);
         vst2q_lane_f32(&at[3 * step].r, points, 3);
     }
-    static float32x2_t spread(All, const Point* at) { return vld1_f32(&at->r); }
+    QEL_KERNEL static float32x2_t spread(All, const Point* at) { return vld1_f32(&at->r); }
 
     template <bool kInverse>
-    static Complex<Wide> mul(Complex<Wide> a, Complex<Wide> w) {
+    QEL_KERNEL static Complex<Wide> mul(Complex<Wide> a, Complex<Wide> w) {
         const float32x4_t r = vmulq_f32(a.r.v, w.r.v), i = vmulq_f32(a.i.v, w.r.v);
         if constexpr (kInverse) return {vmlaq_f32(r, a.i.v, w.i.v), vmlsq_f32(i, a.r.v, w.i.v)};
         return {vmlsq_f32(r, a.i.v, w.i.v), vmlaq_f32(i, a.r.v, w.i.v)};
     }
     template <bool kInverse>
-    static Complex<Wide> mul(Complex<Wide> a, float32x2_t w) {
+    QEL_KERNEL static Complex<Wide> mul(Complex<Wide> a, float32x2_t w) {
         const float32x4_t r = vmulq_lane_f32(a.r.v, w, 0), i = vmulq_lane_f32(a.i.v, w, 0);
         if constexpr (kInverse) {
             return {vmlaq_lane_f32(r, a.i.v, w, 1), vmlsq_lane_f32(i, a.r.v, w, 1)};
@@ -104,7 +110,7 @@ struct NeonElement<float> : Element<float> {
         return {vmlsq_lane_f32(r, a.i.v, w, 1), vmlaq_lane_f32(i, a.r.v, w, 1)};
     }
     template <bool kInverse, class C>
-    static C mul_mirrored(C a, C b, C w) {
+    QEL_KERNEL static C mul_mirrored(C a, C b, C w) {
         return mul<kInverse>(minus_conj(a, b), w);
     }
 };
