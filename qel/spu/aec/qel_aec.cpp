@@ -12,7 +12,7 @@
 #include "qel/core/qel_version.hpp"
 #include "qel/core/reason.hpp"
 #include "qel/spu/aec/flush_subnormals.hpp"
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/frames.hpp"

@@ -7,7 +7,7 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/spu/aec/flush_subnormals.hpp"
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"

@@ -1,7 +1,7 @@
 // One frame: analysis, partitioned adaptive filter, suppressor or linear synthesis.
 #include "qel/math/fft/qel_fft_neon.h"
 #include "qel/spu/aec/flush_subnormals.hpp"
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
 
 using qel::floats, qel::Meter, qel::Measures, qel::Path;

@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 
 constexpr int kLongest = 513, kTaps = 3;
 

@@ -2,7 +2,7 @@
 // vectorisation off for this file, and divisions and roots are the processor's.
 #define QEL_SCALAR
 #define kernels scalar_kernels
-#include "qel/spu/aec/kernels.cpp"
+#include "qel/spu/aec/kernels/kernels.cpp"
 #include "tests/spu/aec/kernel_calls.hpp"
 
 const std::vector<KernelCall> scalar_calls = calls;

@@ -1,4 +1,4 @@
-#include "qel/spu/aec/kernels.hpp"
+#include "qel/spu/aec/kernels/kernels.hpp"
 
 #include <algorithm>
 #include <bit>
