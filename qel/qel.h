@@ -29,6 +29,7 @@
 #include "qel/spu/aec/qel_aec_mute.h"
 #include "qel/spu/aec/qel_aec_nlp.h"
 #include "qel/spu/aec/qel_aec_stats.h"
+#include "qel/spu/aec/qel_aec_tracking.h"
 #include "qel/spu/frame/qel_framing.h"
 #include "qel/spu/sigp/qel_sigp.h"
 #include "qel/spu/sigp/qel_sigp_frame_separator.h"

@@ -70,7 +70,14 @@ qel_aec_cfg* complete_and_explain(qel_config_ryl* tree, const qel::Journal& jour
 /// A handle that owns `cfg`; null, with `cfg` released, when there is none or it cannot work.
 qel_api_aec_t* make_handle(qel_aec_cfg* cfg) {
     qel_api_aec_t* const api = cfg != nullptr ? make_record<qel_api_aec_t>() : nullptr;
-    qel_aec* const aec = api != nullptr ? qel_aec_new(cfg) : nullptr;
+    qel_aec_tracking_cfg tracking = {};
+    qel_aec_tracking_cfg_init(&tracking);
+    if (api != nullptr) {
+        qel_config_items* root = cfg->cfg_tree->root;
+        qel_aec_tracking_cfg_update_local(&tracking,
+                                          qel_config_items_find_subitems(root, kSection));
+    }
+    qel_aec* const aec = api != nullptr ? qel_aec_new_tracking(cfg, &tracking) : nullptr;
     if (aec == nullptr) {
         qel_api_aec_cfg_delete_fn(cfg);
         std::free(api);
@@ -145,6 +152,10 @@ const char* qel_api_aec_feed_data(qel_api_aec_t* api, const void* mic, uint32_t 
         return nullptr;
     }
     return qel_aec_feed_data(api->aec, mic, mic_bytes, ref, ref_bytes, is_end, out_bytes);
+}
+
+int32_t qel_api_aec_get_tracking_stats(const qel_api_aec_t* api, qel_aec_tracking_stats* stats) {
+    return api != nullptr ? qel_aec_get_tracking_stats(api->aec, stats) : -1;
 }
 
 int32_t qel_api_aec_get_stats(const qel_api_aec_t* api, qel_aec_stats* stats) {

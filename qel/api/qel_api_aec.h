@@ -8,6 +8,7 @@
 #include "qel/spu/aec/qel_aec.h"
 #include "qel/spu/aec/qel_aec_cfg.h"
 #include "qel/spu/aec/qel_aec_stats.h"
+#include "qel/spu/aec/qel_aec_tracking.h"
 
 QEL_BEGIN_DECLS
 
@@ -59,6 +60,11 @@ QEL_API const char* qel_api_aec_feed_data(qel_api_aec_t* api, const void* mic, u
 /// What the canceller did since it was made or last reset; see qel_aec_get_stats(). Returns 0, or
 /// -1 for a null argument.
 QEL_API int32_t qel_api_aec_get_stats(const qel_api_aec_t* api, qel_aec_stats* stats);
+
+/// What the tracking mode found out; see qel_aec_get_tracking_stats(). Returns 0, or -1 for a null
+/// argument.
+QEL_API int32_t qel_api_aec_get_tracking_stats(const qel_api_aec_t* api,
+                                               qel_aec_tracking_stats* stats);
 
 /// "spu/aec v1.0.8".
 QEL_API const char* qel_api_aec_get_version(void);

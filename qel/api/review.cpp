@@ -26,7 +26,7 @@ using qel::Statement;
 constexpr int kRoot = -1, kElsewhere = -2;  // beside the indices of kKeySections
 constexpr int kMain = 0, kNlp = 1;          // of which the main section and its first one are
 constexpr size_t kSections = std::size(qel::kKeySections);
-constexpr size_t kMaxKeys = 16;        // of one section
+constexpr size_t kMaxKeys = 24;        // of one section
 constexpr int32_t kMaxFindings = 100;  // then a last one says that there are more
 constexpr size_t kShownBytes = 60;     // of a name or a value
 constexpr int32_t kFastFactor = 13;    // up to which prime factors of a frame stay fast
@@ -335,7 +335,7 @@ class Review {
         errno = 0;
         const long long value = std::strtoll(s.value.data(), &end, 10);
         // As it is read: cut to 32 bits, then to its field.
-        qel_aec_cfg scratch = {};
+        qel::Settings scratch = {};
         void* record = reinterpret_cast<char*>(&scratch) + known.record;
         known.key->set(record, static_cast<double>(static_cast<int32_t>(value)));
         const double taken = known.key->get(record);
@@ -441,6 +441,7 @@ class Review {
                 agree("nb_banks", cfg_.nb_banks, cfg_.nlp.nb_banks, "and only that one counts");
             }
         }
+        look_at_tracking();
         const int32_t factor = largest_prime_factor(cfg_.frame_size);
         if (factor > kFastFactor) {
             tell("slow", place_of(kMain, "frame_size"), kMain, "frame_size",
@@ -454,6 +455,21 @@ class Review {
                  number(cfg_.frame_size),
                  "\"frameLen\" %d is no whole multiple of it: every feed will fail", frame_len);
         }
+    }
+
+    /// Tells of a switch that is on without the one that it needs.
+    void look_at_tracking() {
+        qel_aec_tracking_cfg on = {};
+        qel_aec_tracking_cfg_update_local(
+            &on, qel_config_items_find_subitems(root(), qel::kKeySections[kMain].path));
+        needs("use_residual", on.use_residual, "use_kalman", on.use_kalman);
+        needs("use_residual", on.use_residual, "use_nlp", cfg_.use_nlp);
+        needs("use_comfort", on.use_comfort, "use_residual", on.use_residual);
+    }
+
+    void needs(const char* name, bool on, const char* needed, bool there) {
+        if (!on || there) return;
+        tell("needs", place_of(kMain, name), kMain, name, "on", "has no effect without %s", needed);
     }
 
     /// Tells when section nlp has another value than the main one.

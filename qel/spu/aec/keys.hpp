@@ -4,6 +4,7 @@
 #include <span>
 
 #include "qel/spu/aec/qel_aec_cfg.h"
+#include "qel/spu/aec/qel_aec_tracking.h"
 #include "qel/spu/frame/keys.hpp"
 #include "qel/spu/sigp/keys.hpp"
 #include "qel/spu/svad/keys.hpp"
@@ -37,6 +38,16 @@ inline constexpr Key kAecKeys[] = {
     QEL_FLAG(qel_aec_cfg, use_mute, 1, "start-up mute"),
 };
 
+// In the same section, in a record of their own.
+inline constexpr Key kTrackingKeys[] = {
+    QEL_FLAG(qel_aec_tracking_cfg, use_kalman, 0, "Kalman step of the filter"),
+    QEL_FLAG(qel_aec_tracking_cfg, use_residual, 0,
+             "residual echo by tracked ratios; needs use_kalman"),
+    QEL_FLAG(qel_aec_tracking_cfg, use_align, 0, "the reference waits for its echo"),
+    QEL_FLAG(qel_aec_tracking_cfg, use_comfort, 0,
+             "the room's noise is filled in; needs use_residual"),
+};
+
 inline constexpr Key kNlpKeys[] = {
     QEL_KEY(qel_aec_nlp_cfg, freqs, kInteger, 16000, kFrameSize, kMaxInt16, kRefused,
             "sample rate in Hz"),
@@ -52,18 +63,24 @@ inline constexpr Key kMuteKeys[] = {
             "whole seconds of processed frames that are muted"),
 };
 
-/// A section, and where its keys' records stand in a qel_aec_cfg.
+/// The records of all keys.
+struct Settings {
+    qel_aec_cfg aec;
+    qel_aec_tracking_cfg tracking;
+};
+
+/// A section, and where its keys' records stand in the Settings.
 struct KeySection {
     const char* path;  // within the root, as qel_config_items_find_subitems() takes it
     const char* name;
     struct Part {
         std::span<const Key> keys;
-        size_t record;  // offset in qel_aec_cfg
+        size_t record;  // offset
     } parts[2];
 };
 
 inline constexpr KeySection kKeySections[] = {
-    {"aec", "aec", {{kAecKeys, 0}, {}}},
+    {"aec", "aec", {{kAecKeys, 0}, {kTrackingKeys, offsetof(Settings, tracking)}}},
     {"aec > nlp", "nlp", {{kNlpKeys, offsetof(qel_aec_cfg, nlp)}, {}}},
     {"aec > mute", "mute", {{kMuteKeys, offsetof(qel_aec_cfg, mute)}, {}}},
     {"aec > vad",

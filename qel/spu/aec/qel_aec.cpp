@@ -15,6 +15,7 @@
 #include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/aec/qel_aec_tracking.hpp"
 #include "qel/spu/sigp/frames.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
@@ -226,15 +227,18 @@ void fetch_ahead(qel_aec* aec) {
 
 void _g_module_aec() { qel::register_module(kVersion); }
 
-qel_aec* qel_aec_new(const qel_aec_cfg* cfg) {
+qel_aec* qel_aec_new(const qel_aec_cfg* cfg) { return qel_aec_new_tracking(cfg, nullptr); }
+
+qel_aec* qel_aec_new_tracking(const qel_aec_cfg* cfg, const qel_aec_tracking_cfg* tracking) {
     if (!cfg || !settings_work(*cfg)) return nullptr;
     auto* aec = qel::make_zeroed<qel::Instance>().release();
     if (aec) {
         aec->cfg = cfg;
         fit_sub_configurations(aec);
-        if (make_parts(aec)) {
+        if (make_parts(aec) && (!tracking || qel::make_tracking(aec, *tracking))) {
             qel_aec_init(aec);
             qel::start_meter(aec);
+            qel::start_tracking(aec);
             if (aec->fft.plan) return aec;
         }
     }
@@ -264,6 +268,7 @@ void qel_aec_init(qel_aec* aec) {
 void qel_aec_reset(qel_aec* aec) {
     qel_aec_init(aec);
     qel::start_meter(aec);
+    qel::start_tracking(aec);
     if (aec->nlp) qel_aec_nlp_init(aec->nlp);
     qel_svad_reset(aec->ref_vad);
     qel_svad_reset(aec->frame_vad);
@@ -276,6 +281,7 @@ void qel_aec_reset(qel_aec* aec) {
 void qel_aec_delete(qel_aec* aec) {
     if (!aec) return;
     qel::instance_of(aec)->vectors.clean();
+    qel::delete_tracking(aec);
     qel_vector_int16_delete(aec->out);
     qel_aec_nlp_delete(aec->nlp);
     qel_svad_delete(aec->ref_vad);
@@ -321,6 +327,9 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
         std::copy_n(pass + n, n, pass);
         std::copy_n(mic, n, pass + n);
         active = reference_active(aec);
+        const qel::Tracking* t = qel::tracking_of(aec);
+        if (t && t->on.use_align) active = qel::is_echo_due(aec, active);
+        if (t && t->on.use_comfort && !active) qel::learn_from_bypassed(aec);
         // The frame before, so that both paths are one frame late.
         if (!active) qel::kernels::to_samples(pass, aec->out->data, n);
     }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "qel/math/vector/qel_vector.h"
+#include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/qel_aec.h"
 #include "qel/spu/aec/vector_block.hpp"
 
@@ -30,9 +31,12 @@ struct Meter {
     float rate;  // weight of a frame in `smoothed`
 };
 
+struct Tracking;
+
 /// The private state of an instance, behind the record that callers see; qel_aec_new() makes it.
 struct Instance : qel_aec {
     Meter meter;
+    Tracking* tracking;  // null when its switches are off
     VectorBlock vectors;
     struct {
         uint32_t frame;  // the count of all instances' frames at this one's last
@@ -69,6 +73,19 @@ inline bool make_floats(qel_vector_union* u, uint32_t len) {
 inline int32_t first_bin(const qel_aec_cfg& cfg) { return std::min(cfg.offset_bins, cfg.fft_bins); }
 inline int32_t filter_bins(const qel_aec_cfg& cfg) { return cfg.fft_bins - first_bin(cfg); }
 
+/// The sizes of the filter's histories and weights.
+inline kernels::Partitions partitions(const qel_aec_cfg& cfg) {
+    return {cfg.taps, cfg.num_bank, filter_bins(cfg)};
+}
+
+/// The part of a spectrum that the filter works on.
+inline float* filter_part(const qel_aec& aec, const qel_vector_union& spec) {
+    return floats(spec) + 2 * first_bin(*aec.cfg);
+}
+
+/// fft_size samples at `time` into fft_bins complex bins at `spec`.
+void forward_transform(qel_aec* aec, float* time, float* spec);
+
 /// fft_bins complex bins at `spec` into fft_size samples at `time`.
 void inverse_transform(qel_aec* aec, const float* spec, float* time);
 
@@ -82,6 +99,9 @@ void fetch_ahead(qel_aec* aec);
 
 /// The same for one of `parts` parts of the suppressor's memory.
 void fetch_vectors(const qel_aec_nlp& nlp, int32_t part, int32_t parts);
+
+/// The suppressor's filter bank.
+kernels::Bank bank_of(const qel_aec_nlp& nlp);
 
 /// The share of the echo estimate that the suppressor takes for residual echo, 0.01 to 1.
 float leak_share(const qel_aec_nlp& nlp);

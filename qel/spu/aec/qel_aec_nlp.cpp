@@ -10,6 +10,7 @@
 #include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/keys.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/aec/qel_aec_tracking.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
@@ -85,13 +86,6 @@ void build_filter_bank(qel_aec_nlp* nlp) {
     }
 }
 
-kernels::Bank bank_of(const qel_aec_nlp& nlp) {
-    return {.starts = static_cast<const Suppressor&>(nlp).band_starts->data,
-            .lower = floats(nlp.weight_left),
-            .upper = floats(nlp.weight_right),
-            .bands = nlp.cfg->nb_banks};
-}
-
 /// Follows the share of the echo estimate that is still in the error. A frame whose sums are not
 /// finite (32-bit samples can be so loud) teaches nothing: what lodged here would stay.
 void update_leak(qel_aec_nlp* nlp, const qel_aec& aec) {
@@ -135,11 +129,18 @@ void update_echo_noise(qel_aec_nlp* nlp, const qel_aec& aec) {
     }
 }
 
-/// Error power of the bins, and the bands of that and of the residual echo.
-void update_power(qel_aec_nlp* nlp, const qel_aec& aec) {
+/// Error power and residual echo of the bins, and the bands of both.
+void update_power(qel_aec_nlp* nlp, qel_aec* aec) {
     float* ps = floats(nlp->ps);
-    std::copy_n(floats(aec.post_power), nlp->cfg->fft_bins, ps);
-    kernels::sum_bands(bank_of(*nlp), ps, floats(nlp->echo_noise));
+    std::copy_n(floats(aec->post_power), nlp->cfg->fft_bins, ps);
+    const kernels::Bank bank = qel::bank_of(*nlp);
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_residual) {
+        qel::estimate_residual(aec);
+        kernels::sum_bands(bank, floats(nlp->echo_noise));
+    } else {
+        update_echo_noise(nlp, *aec);
+        kernels::sum_bands(bank, ps, floats(nlp->echo_noise));
+    }
     // The first frame leaves the last band's history at zero; its gain has always started so.
     if (nlp->adapt_count == 1) {
         std::copy_n(ps, nlp->cfg->frame_size + nlp->cfg->nb_banks, floats(nlp->old_ps));
@@ -193,7 +194,7 @@ void update_bin_gains(qel_aec_nlp* nlp) {
     float* floor = floats(nlp->gain_floor);
     float* gain = floats(nlp->gain);
     float* gain2 = floats(nlp->gain2);
-    kernels::spread_bands(bank_of(*nlp), gain, gain2, floor);
+    kernels::spread_bands(qel::bank_of(*nlp), gain, gain2, floor);
     kernels::update_bin_gains({.post = floats(nlp->post),
                                .prior = floats(nlp->prior),
                                .power = floats(nlp->ps),
@@ -204,26 +205,31 @@ void update_bin_gains(qel_aec_nlp* nlp) {
                               nlp->cfg->fft_bins);
 }
 
-/// Takes the a-posteriori error again, with a factor that grows as speech gets less likely.
-void over_subtract(const qel_aec_nlp& nlp, qel_aec* aec, float speech) {
-    const float factor = (nlp.over_sub_base - speech) * nlp.over_sub_scale;
+/// Takes the a-posteriori error again, the step `factor` times.
+void over_subtract(qel_aec* aec, float factor) {
     const int32_t first = qel::first_bin(*aec->cfg);
-    kernels::over_subtract(factor, floats(aec->ref_power_sum), floats(aec->step_spec),
-                           floats(aec->error_spec) + 2 * first, floats(aec->post_error) + 2 * first,
-                           qel::filter_bins(*aec->cfg));
+    const float *weight = floats(aec->ref_power_sum), *step = floats(aec->step_spec);
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_kalman) {
+        weight = t->kalman.share() + first;
+        step = floats(aec->error_spec) + 2 * first;
+    }
+    kernels::over_subtract(factor, weight, step, floats(aec->error_spec) + 2 * first,
+                           floats(aec->post_error) + 2 * first, qel::filter_bins(*aec->cfg));
 }
 
 /// The time-domain output frame.
-void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
+void synthesise(qel_aec_nlp* nlp, qel_aec* aec, float factor, float speech) {
     const qel_aec_cfg& cfg = *aec->cfg;
+    const qel::Tracking* t = qel::tracking_of(aec);
     if (cfg.use_mute && qel::mute_frame(aec->mute, floats(nlp->out))) return;
 
     const float* time = floats(nlp->time);
-    if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech) {
+    if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech && !(t && t->held_frames > 0)) {
         time = floats(aec->mic_frame_win);  // a silent reference: the microphone, not suppressed
     } else {
         float* spec = floats(nlp->spec);
         kernels::apply_gain(floats(aec->post_error), floats(nlp->gain2), spec, cfg.fft_bins);
+        if (t && t->on.use_comfort) qel::fill_in_noise(aec, factor, speech);
         qel::inverse_transform(aec, spec, floats(nlp->time));
     }
     qel::overlap_add(aec, time, floats(nlp->overlap), floats(nlp->out));
@@ -232,6 +238,13 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec) {
 }  // namespace
 
 namespace qel {
+
+kernels::Bank bank_of(const qel_aec_nlp& nlp) {
+    return {.starts = static_cast<const Suppressor&>(nlp).band_starts->data,
+            .lower = floats(nlp.weight_left),
+            .upper = floats(nlp.weight_right),
+            .bands = nlp.cfg->nb_banks};
+}
 
 void fetch_vectors(const qel_aec_nlp& nlp, int32_t part, int32_t parts) {
     static_cast<const Suppressor&>(nlp).vectors.fetch(part, parts);
@@ -327,15 +340,17 @@ int32_t qel_aec_nlp_process(qel_aec* aec) {
     qel::fetch_ahead(aec);
     update_leak(nlp, *aec);
     qel::fetch_ahead(aec);
-    update_echo_noise(nlp, *aec);
-    update_power(nlp, *aec);
+    update_power(nlp, aec);
     update_snr(nlp);
     const float speech = qel::speech_probability(*nlp);
     update_gain_floor(nlp, speech);
     update_band_gains(nlp, speech);
     update_bin_gains(nlp);
-    over_subtract(*nlp, aec, speech);
-    synthesise(nlp, aec);
+    // Grows as speech gets less likely.
+    const float factor = (nlp->over_sub_base - speech) * nlp->over_sub_scale;
+    over_subtract(aec, factor);
+    synthesise(nlp, aec, factor, speech);
+    if (auto* t = qel::tracking_of(aec)) t->speech = speech;
     return 0;
 }
 

@@ -3,18 +3,13 @@
 #include "qel/spu/aec/flush_subnormals.hpp"
 #include "qel/spu/aec/kernels/kernels.hpp"
 #include "qel/spu/aec/qel_aec.hpp"
+#include "qel/spu/aec/qel_aec_tracking.hpp"
 #include "qel/spu/svad/qel_svad.hpp"
 
 namespace kernels = qel::kernels;
 using qel::floats;
 
 namespace {
-
-void forward_transform(qel_aec* aec, float* time, float* spec) {
-    qel::fetch_ahead(aec);
-    qel_fft_r2c_1d_float32(reinterpret_cast<qel_fft_cpx_float32*>(spec), time,
-                           static_cast<qel_fft_r2c_cfg_float32*>(aec->fft.plan));
-}
 
 /// Spectra of microphone and reference; that of an inactive reference is zero. The transforms take
 /// signals divided by their length, the detector an undivided one.
@@ -27,29 +22,21 @@ void analyse(qel_aec* aec) {
     kernels::window_pair(window, floats(aec->ref_hist), floats(aec->ref), 1, ref, cfg.frame_size);
     kernels::window_pair(window, floats(aec->mic_hist), floats(aec->mic), size, mic,
                          cfg.frame_size);
-    forward_transform(aec, mic, floats(aec->mic_spec));
+    qel::forward_transform(aec, mic, floats(aec->mic_spec));
     qel::fetch_ahead(aec);
     const auto fft_size = static_cast<uint32_t>(cfg.fft_size);
     if (!cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == qel::kSpeech) {
         kernels::divide(ref, size, cfg.fft_size);
-        forward_transform(aec, ref, floats(aec->ref_spec));
+        qel::forward_transform(aec, ref, floats(aec->ref_spec));
     } else {
         qel::clear(aec->ref_spec);
     }
-}
-
-/// The sizes of the filter's histories and weights.
-kernels::Partitions partitions(const qel_aec_cfg& cfg) {
-    return {cfg.taps, cfg.num_bank, qel::filter_bins(cfg)};
-}
-
-/// The part of a spectrum that the filter works on.
-float* filter_part(const qel_aec& aec, const qel_vector_union& spec) {
-    return floats(spec) + 2 * qel::first_bin(*aec.cfg);
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_align) qel::align_reference(aec);
 }
 
 /// Normaliser of the step, from the residual and the reference power of the last frame.
 void update_norm(qel_aec* aec) {
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_kalman) return;  // does without
     const float* post_power = floats(aec->post_power) + qel::first_bin(*aec->cfg);
     kernels::normalise(aec->norm_gain, aec->norm_ceiling, floats(aec->delta_floor), post_power,
                        floats(aec->ref_power_smooth), floats(aec->norm),
@@ -60,13 +47,13 @@ void update_norm(qel_aec* aec) {
 void update_reference(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
     const double frame_time = static_cast<double>(cfg.frame_size) / cfg.freqs;
-    kernels::update_power({.spec = filter_part(*aec, aec->ref_spec),
+    kernels::update_power({.spec = qel::filter_part(*aec, aec->ref_spec),
                            .history = floats(aec->ref_power_hist),
                            .sum = floats(aec->ref_power_sum),
                            .smooth = floats(aec->ref_power_smooth),
                            .fast = static_cast<float>(0.5 * frame_time),
                            .slow = static_cast<float>(0.0031 * frame_time)},
-                          partitions(cfg));
+                          qel::partitions(cfg));
 }
 
 /// Takes the new reference into the history; echo estimate and error. Skipped bins keep the
@@ -74,13 +61,13 @@ void update_reference(qel_aec* aec) {
 /// ever computed for them.
 void estimate_echo(qel_aec* aec) {
     const qel_aec_cfg& cfg = *aec->cfg;
-    kernels::estimate_echo({.mic = filter_part(*aec, aec->mic_spec),
-                            .spec = filter_part(*aec, aec->ref_spec),
+    kernels::estimate_echo({.mic = qel::filter_part(*aec, aec->mic_spec),
+                            .spec = qel::filter_part(*aec, aec->ref_spec),
                             .history = floats(aec->ref_spec_hist),
                             .weights = floats(aec->weights),
-                            .echo = filter_part(*aec, aec->echo_spec),
-                            .error = filter_part(*aec, aec->error_spec)},
-                           partitions(cfg));
+                            .echo = qel::filter_part(*aec, aec->echo_spec),
+                            .error = qel::filter_part(*aec, aec->error_spec)},
+                           qel::partitions(cfg));
     kernels::subtract(floats(aec->mic_spec), floats(aec->echo_spec), floats(aec->error_spec),
                       2 * qel::first_bin(cfg));
 }
@@ -88,12 +75,16 @@ void estimate_echo(qel_aec* aec) {
 /// Normalised step of the weights, and the error that remains after it. The weights are not
 /// constrained in time: what wraps around is left to the suppressor.
 void adapt(qel_aec* aec) {
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_kalman) {
+        qel::take_kalman_step(aec);
+        return;
+    }
     float* step = floats(aec->step_spec);
-    kernels::take_step(filter_part(*aec, aec->error_spec), floats(aec->ref_power_sum),
+    kernels::take_step(qel::filter_part(*aec, aec->error_spec), floats(aec->ref_power_sum),
                        floats(aec->norm), aec->post_error_gain, step,
-                       filter_part(*aec, aec->post_error), qel::filter_bins(*aec->cfg));
+                       qel::filter_part(*aec, aec->post_error), qel::filter_bins(*aec->cfg));
     kernels::adapt(aec->step_size, step, floats(aec->ref_spec_hist), floats(aec->weights),
-                   partitions(*aec->cfg));
+                   qel::partitions(*aec->cfg));
 }
 
 /// Bounds the residual by the microphone and makes the echo estimate agree with it.
@@ -110,6 +101,12 @@ void bound_residual(qel_aec* aec) {
 }  // namespace
 
 namespace qel {
+
+void forward_transform(qel_aec* aec, float* time, float* spec) {
+    qel::fetch_ahead(aec);
+    qel_fft_r2c_1d_float32(reinterpret_cast<qel_fft_cpx_float32*>(spec), time,
+                           static_cast<qel_fft_r2c_cfg_float32*>(aec->fft.plan));
+}
 
 void inverse_transform(qel_aec* aec, const float* spec, float* time) {
     // By name, not through the pointer, which a host may set: the rounding is part of the output.

@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "qel/spu/aec/kernels/kernels.hpp"
+#include "qel/spu/aec/kernels/tracking.hpp"
 
 constexpr int kLongest = 513, kTaps = 3;
 
@@ -52,6 +52,7 @@ const std::vector<KernelCall> calls = {
     QEL_CALL(to_samples, QEL_AT(0), as<int16_t>(x[1]), n),
     QEL_CALL(window_pair, QEL_AT(0), QEL_AT(1), QEL_AT(2), 1024, QEL_AT(3), n),
     QEL_CALL(window_pair, QEL_AT(0), QEL_AT(1), QEL_AT(2), 320, QEL_AT(3), n),
+    QEL_CALL(window, QEL_AT(0), QEL_AT(1), 320, QEL_AT(2), n),
     QEL_CALL(divide, QEL_AT(0), 2048, n),
     QEL_CALL(divide, QEL_AT(0), 1000, n),
     QEL_CALL(overlap_add, QEL_AT(0), QEL_AT(1), 1024, QEL_AT(2), QEL_AT(3), n),
@@ -78,6 +79,7 @@ const std::vector<KernelCall> calls = {
     QEL_CALL(smooth, 0.3f, QEL_AT(0), QEL_AT(1), n),
     QEL_CALL(raise_noise, 0.4f, QEL_AT(4), QEL_AT(5), QEL_AT(6), n),
     QEL_CALL(sum_bands, bank_of(n, x), QEL_AT(6), QEL_AT(7)),
+    QEL_CALL(sum_bands, bank_of(n, x), QEL_AT(6)),
     QEL_CALL(spread_bands, bank_of(n, x), QEL_AT(6), QEL_AT(7), QEL_AT(0)),
     QEL_CALL(update_snr, QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(0), QEL_AT(7), n),
     QEL_CALL(estimate_gain, QEL_AT(0), QEL_AT(4), QEL_AT(1), n),
@@ -85,6 +87,35 @@ const std::vector<KernelCall> calls = {
              {QEL_AT(0), QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(7), QEL_AT(1), QEL_AT(2)}, n),
     QEL_CALL(over_subtract, 1.2f, QEL_AT(4), QEL_AT(0), QEL_AT(1), QEL_AT(2), n),
     QEL_CALL(apply_gain, QEL_AT(0), QEL_AT(4), QEL_AT(1), n),
+    QEL_CALL(measure_filter, {QEL_AT(0), QEL_AT(1), QEL_AT(2), QEL_AT(4), QEL_AT(5), QEL_AT(3)}, n),
+    {"sum_filter",
+     [](Pool& x, int n, Width width) {
+         const auto sums = under_test::sum_filter(
+             {QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(7), QEL_AT(0)}, n / 3, n, width);
+         x[0] = {sums.stressed_mic, sums.stressed_ref, sums.mic, sums.error, sums.excess};
+     }},
+    QEL_CALL(predict, {QEL_AT(4), QEL_AT(0), QEL_AT(5), QEL_AT(6), 0.1f, 2, 90}, QEL_TAPS),
+    QEL_CALL(weigh,
+             {QEL_AT(0), QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(1), QEL_AT(7), QEL_AT(2),
+              QEL_AT(3), 0.5f, 0.8f, 0.002f},
+             n),
+    QEL_CALL(correct, {QEL_AT(0), QEL_AT(4), QEL_AT(1), QEL_AT(5), QEL_AT(2), QEL_AT(6), 0.001f},
+             QEL_TAPS),
+    QEL_CALL(scale_weights, 0.5f, QEL_AT(0), QEL_TAPS),
+    QEL_CALL(raise_residual,
+             {QEL_AT(0), QEL_AT(6), QEL_AT(7), QEL_AT(1), QEL_AT(2), 2, 0.1f, 0.3f, 2, 0.6f,
+              QEL_AT(3), x[6].data() + n},
+             bank_of(n, x)),
+    QEL_CALL(correlate_probes, {QEL_AT(0), QEL_AT(1), QEL_AT(4), QEL_AT(2), QEL_AT(3), QEL_AT(5),
+                                0.1f, 0.03f, 0.04f, n % 7, 7}),
+    QEL_CALL(
+        observe_noise,
+        {QEL_AT(4), QEL_AT(5), QEL_AT(0), QEL_AT(6), QEL_AT(7), QEL_AT(1), 0.3f, 3, n % 2 == 0}, n),
+    QEL_CALL(observe_pause,
+             {QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(7), QEL_AT(0), QEL_AT(1), QEL_AT(2), 0.3f, 3,
+              1.04f, n % 2 == 0},
+             n),
+    QEL_CALL(fill_noise, {QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(0), 0.001f, 2, 12345}, n),
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #define QEL_SCALAR
 #define kernels scalar_kernels
 #include "qel/spu/aec/kernels/kernels.cpp"
+#include "qel/spu/aec/kernels/tracking.cpp"
 #include "tests/spu/aec/kernel_calls.hpp"
 
 const std::vector<KernelCall> scalar_calls = calls;

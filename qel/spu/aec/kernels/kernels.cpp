@@ -1,11 +1,12 @@
 #include "qel/spu/aec/kernels/kernels.hpp"
 
 #include <algorithm>
-#include <bit>
+#include <array>
 #include <cmath>
 #include <cstring>
 
 #include "qel/math/simd/sum.hpp"
+#include "qel/spu/aec/kernels/parts.hpp"
 #include "qel/spu/sigp/hypergeom.hpp"
 
 namespace qel::kernels {
@@ -27,15 +28,6 @@ QEL_KERNEL void with_quotient(float divisor, Loop loop) {
     }
 }
 
-/// Where partition `j` starts, of bins of `parts` floats.
-QEL_KERNEL size_t partition_at(const Partitions& size, int32_t j, size_t parts) {
-    return parts * static_cast<size_t>(j) * static_cast<size_t>(size.block);
-}
-
-QEL_KERNEL float power_of(const float* spec, int32_t k) {
-    return spec[2 * k] * spec[2 * k] + spec[2 * k + 1] * spec[2 * k + 1];
-}
-
 #if defined(__arm__) || defined(__aarch64__)
 /// x toward zero; NaN gives 0. This is what the processor's conversion does.
 QEL_KERNEL int32_t saturated(float x) { return static_cast<int32_t>(x); }
@@ -47,23 +39,6 @@ QEL_KERNEL int32_t saturated(float x) {
     const auto whole = static_cast<int32_t>(inside ? x : 0.0f);
     return high ? -1 : whole;
 }
-#endif
-
-#if defined(__arm__) && !defined(QEL_SCALAR)
-/// One over the square root of x >= 0, within 8e-7 of it, by Newton's method: a root instruction
-/// takes one number at a time, and dozens of cycles. The constants, searched for, spread the errors
-/// of guess and steps evenly; those of the method itself take a third step to come as near.
-QEL_KERNEL float inverse_root(float x) {
-    const float half = 0.5f * x;
-    float y = std::bit_cast<float>(0x5f376ee0 - (std::bit_cast<int32_t>(x) >> 1));
-    y *= 1.50088763f - half * y * y;
-    return y * (1.5000006f - half * y * y);
-}
-QEL_KERNEL float root(float x) { return x * inverse_root(x); }
-QEL_KERNEL float over_root(float a, float x) { return a * inverse_root(x); }
-#else
-QEL_KERNEL float root(float x) { return std::sqrt(x); }
-QEL_KERNEL float over_root(float a, float x) { return a / std::sqrt(x); }
 #endif
 
 }  // namespace
@@ -105,6 +80,16 @@ void window_pair(const float* window, float* previous, const float* frame, float
                 dst[n + i] = quotient(window[n + i] * frame[i]);
                 previous[i] = frame[i];
             }
+        });
+    });
+}
+
+void window(const float* window, const float* src, float divisor, float* dst, int32_t n,
+            Width width) {
+    run_at(width, [=]() QEL_INLINED {
+        with_quotient(divisor, [=](auto quotient) QEL_INLINED {
+            QEL_INDEPENDENT
+            for (int32_t i = 0; i < n; ++i) dst[i] = quotient(window[i] * src[i]);
         });
     });
 }
@@ -177,28 +162,6 @@ void normalise(float norm_gain, float ceiling, const float* floor, const float* 
 }
 
 namespace {
-
-/// Calls step(count, first, last, j) for partitions j and on, `count` of them, at most four: a
-/// constant, as is whether they are the first ones and whether they are the last.
-template <class Step>
-QEL_KERNEL void by_four(int32_t taps, Step step) {
-    int32_t j = 0;
-    const auto some = [&](auto count, auto last) QEL_INLINED {
-        if (j == 0) {
-            step(count, std::true_type{}, last, j);
-        } else {
-            step(count, std::false_type{}, last, j);
-        }
-        j += count;
-    };
-    while (taps - j > 4) some(std::integral_constant<int, 4>{}, std::false_type{});
-    switch (taps - j) {
-        case 1: return some(std::integral_constant<int, 1>{}, std::true_type{});
-        case 2: return some(std::integral_constant<int, 2>{}, std::true_type{});
-        case 3: return some(std::integral_constant<int, 3>{}, std::true_type{});
-        case 4: return some(std::integral_constant<int, 4>{}, std::true_type{});
-    }
-}
 
 /// sum += kTaps partitions from `x` on, each after it took what stands `block` bins further; the
 /// last takes the power of `spec`, and ends the sum.
@@ -430,38 +393,46 @@ QEL_KERNEL void totals(const PairSum& a, const PairSum& b, float* total) {
     total[3] += b.upper_rest;
 }
 
+template <size_t kSpectra>
+QEL_KERNEL void sum_bands_of(const Bank& bank, std::array<float*, kSpectra> spectra) {
+    const int32_t bins = bank.starts[bank.bands - 1];
+    float below[kSpectra] = {};  // sums over the bins below a band
+    for (int32_t band = 0; band + 1 < bank.bands; ++band) {
+        const int32_t start = bank.starts[band];
+        const float *lower = bank.lower + start, *upper = bank.upper + start;
+        PairSum sums[kSpectra];
+        int32_t i = 0;
+        const int32_t n = bank.starts[band + 1] - start;
+        for (; i + 4 <= n; i += 4) {
+            const auto l = simd::load<4>(lower + i), u = simd::load<4>(upper + i);
+            simd::unrolled<kSpectra>([&](auto s) QEL_INLINED {
+                sums[s].add(l, u, simd::load<4>(spectra[s] + start + i));
+            });
+        }
+        for (; i < n; ++i) {
+            simd::unrolled<kSpectra>([&](auto s) QEL_INLINED {
+                sums[s].add(lower[i], upper[i], spectra[s][start + i]);
+            });
+        }
+        float total[4];
+        totals(sums[0], sums[kSpectra - 1], total);
+        simd::unrolled<kSpectra>([&](auto s) QEL_INLINED {
+            spectra[s][bins + band] = below[s] + total[2 * s];
+            below[s] = total[2 * s + 1];
+        });
+    }
+    simd::unrolled<kSpectra>([&](auto s)
+                                 QEL_INLINED { spectra[s][bins + bank.bands - 1] = below[s]; });
+}
+
 }  // namespace
 
+void sum_bands(const Bank& bank, float* a, Width width) {
+    run_at(width, [=]() QEL_INLINED { sum_bands_of<1>(bank, {a}); });
+}
+
 void sum_bands(const Bank& bank, float* a, float* b, Width width) {
-    run_at(width, [=]() QEL_INLINED {
-        const int32_t bins = bank.starts[bank.bands - 1];
-        float a_below = 0, b_below = 0;  // of the bins below a band
-        for (int32_t band = 0; band + 1 < bank.bands; ++band) {
-            const int32_t start = bank.starts[band];
-            const float *lower = bank.lower + start, *upper = bank.upper + start;
-            const float *from_a = a + start, *from_b = b + start;
-            PairSum a_sum, b_sum;
-            int32_t i = 0;
-            const int32_t n = bank.starts[band + 1] - start;
-            for (; i + 4 <= n; i += 4) {
-                const auto l = simd::load<4>(lower + i), u = simd::load<4>(upper + i);
-                a_sum.add(l, u, simd::load<4>(from_a + i));
-                b_sum.add(l, u, simd::load<4>(from_b + i));
-            }
-            for (; i < n; ++i) {
-                a_sum.add(lower[i], upper[i], from_a[i]);
-                b_sum.add(lower[i], upper[i], from_b[i]);
-            }
-            float total[4];
-            totals(a_sum, b_sum, total);
-            a[bins + band] = a_below + total[0];
-            b[bins + band] = b_below + total[2];
-            a_below = total[1];
-            b_below = total[3];
-        }
-        a[bins + bank.bands - 1] = a_below;
-        b[bins + bank.bands - 1] = b_below;
-    });
+    run_at(width, [=]() QEL_INLINED { sum_bands_of<2>(bank, {a, b}); });
 }
 
 void spread_bands(const Bank& bank, float* a, float* b, float* c, Width width) {

@@ -30,6 +30,10 @@ void to_samples(const float* src, int16_t* dst, int32_t n, Width width = widest(
 void window_pair(const float* window, float* previous, const float* frame, float divisor,
                  float* dst, int32_t n, Width width = widest());
 
+/// Windows `n` samples and divides them by `divisor`.
+void window(const float* window, const float* src, float divisor, float* dst, int32_t n,
+            Width width = widest());
+
 void divide(float* x, float divisor, int32_t n, Width width = widest());
 
 /// Mean square of `n` numbers, at least one, in sixteen parts.
@@ -119,8 +123,9 @@ struct Bank {
     int32_t bands;
 };
 
-/// Band sums of two spectra, up to the order of additions as FilterbankComputeBank32() has them;
-/// each spectrum's bands stand behind its bins.
+/// Band sums of one spectrum or two, up to the order of additions as FilterbankComputeBank32() has
+/// them; each spectrum's bands stand behind its bins.
+void sum_bands(const Bank& bank, float* a, Width width = widest());
 void sum_bands(const Bank& bank, float* a, float* b, Width width = widest());
 
 /// Bins between the bands, which stand behind them, of each of three spectra, as

@@ -1,0 +1,62 @@
+// How much echo is left behind the filter: at least what the error never fell below, as a share of
+// the reference, in each Bark band. That holds what no filter takes away: a loudspeaker's
+// distortion, the end of a long room.
+//
+// Minimum tracking after R. Martin, "Noise power spectral density estimation based on optimal
+// smoothing and minimum statistics", IEEE Transactions on Speech and Audio Processing 9(5), 2001.
+#pragma once
+
+#include "qel/spu/aec/tracking/sizes.hpp"
+
+namespace qel::tracking {
+
+/// What a frame's residual echo is estimated from. Bins of a spectrum; `error_power` and
+/// `ref_power` have the bands' room behind them.
+struct ResidualFrame {
+    kernels::Bank bank;
+    float* error_power;       // its bands are written
+    const float* doubt;       // of the weights
+    const float* echo_power;  // of the echo estimate
+    float leak;               // share of that which is left
+    float speech;             // probability of near-end speech in the frame before
+    bool searching;           // the echo's delay may not be covered yet
+    float* residual;          // written: residual echo
+    float* noise;             // the same with its fall
+};
+
+class ResidualFloor {
+  public:
+    template <class Take>
+    void lay_out(const Sizes& s, Take take) {
+        for (float** bands : {&error_, &ref_, &slow_, &least_, &least_before_, &time_, &ratio_}) {
+            take(*bands, s.band_count());
+        }
+        take(ref_power_, s.spectrum_bins() + s.band_count());
+    }
+    void start(const Sizes& s);
+
+    /// Forgets the ratios: they belong to a path or a delay that is no more.
+    void forget();
+
+    /// Estimates the residual echo of a frame whose reference has `ref_power`, the filter's bins.
+    void estimate(const float* ref_power, const ResidualFrame& frame);
+
+    /// Whether the reference pauses, for noise that is to be heard alone, in a band and the next.
+    bool pauses(int32_t band) const;
+
+  private:
+    void track(const float* error_bands, const float* ref_bands);
+
+    Sizes sizes_;
+    float *error_, *ref_;  // bands, smoothed
+    float* slow_;          // the reference's bands over seconds
+    float* least_;         // least ratio of the window that runs, and of the one before
+    float* least_before_;
+    float* time_;   // s of the window that runs
+    float* ratio_;  // in use
+    float* ref_power_;
+    float fast_rate_, slow_rate_;
+    float searched_;  // s for which the whole error was taken for echo
+};
+
+}  // namespace qel::tracking
