@@ -328,7 +328,7 @@ int32_t qel_aec_feed(qel_aec* aec, qel_sigp_frame* const* frames) {
         std::copy_n(mic, n, pass + n);
         active = reference_active(aec);
         const qel::Tracking* t = qel::tracking_of(aec);
-        if (t && t->on.use_align) active = qel::is_echo_due(aec, active);
+        if (t && t->due_frames > 0) active = true;
         if (t && t->on.use_comfort && !active) qel::learn_from_bypassed(aec);
         // The frame before, so that both paths are one frame late.
         if (!active) qel::kernels::to_samples(pass, aec->out->data, n);

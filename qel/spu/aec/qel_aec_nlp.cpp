@@ -224,7 +224,7 @@ void synthesise(qel_aec_nlp* nlp, qel_aec* aec, float factor, float speech) {
     if (cfg.use_mute && qel::mute_frame(aec->mute, floats(nlp->out))) return;
 
     const float* time = floats(nlp->time);
-    if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech && !(t && t->held_frames > 0)) {
+    if (cfg.use_vad && aec->ref_vad->state != qel::kSpeech && !(t && t->due_frames > 0)) {
         time = floats(aec->mic_frame_win);  // a silent reference: the microphone, not suppressed
     } else {
         float* spec = floats(nlp->spec);

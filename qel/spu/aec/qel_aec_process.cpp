@@ -25,13 +25,17 @@ void analyse(qel_aec* aec) {
     qel::forward_transform(aec, mic, floats(aec->mic_spec));
     qel::fetch_ahead(aec);
     const auto fft_size = static_cast<uint32_t>(cfg.fft_size);
-    if (!cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == qel::kSpeech) {
+    const bool sounds =
+        !cfg.use_vad || qel::svad_judge_count(aec->ref_vad, ref, fft_size) == qel::kSpeech;
+    if (sounds) {
         kernels::divide(ref, size, cfg.fft_size);
         qel::forward_transform(aec, ref, floats(aec->ref_spec));
     } else {
         qel::clear(aec->ref_spec);
     }
-    if (const auto* t = qel::tracking_of(aec); t && t->on.use_align) qel::align_reference(aec);
+    if (const auto* t = qel::tracking_of(aec); t && t->on.use_align) {
+        qel::align_reference(aec, sounds);
+    }
 }
 
 /// Normaliser of the step, from the residual and the reference power of the last frame.

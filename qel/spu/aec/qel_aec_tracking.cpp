@@ -23,7 +23,8 @@ qel::tracking::Sizes sizes_of(const qel_aec& aec) {
             .frame_time = static_cast<float>(cfg.frame_size) / static_cast<float>(cfg.freqs)};
 }
 
-/// Calls take(array, count) for each array of the parts that are on.
+/// Calls take(array, count) for each array of the parts that are on, of floats or of numbers as
+/// large.
 template <class Take>
 void lay_out(Tracking& t, const qel::tracking::Sizes& sizes, Take take) {
     if (t.on.use_kalman) t.kalman.lay_out(sizes, take);
@@ -67,7 +68,8 @@ bool make_tracking(qel_aec* aec, const qel_aec_tracking_cfg& wanted) {
     instance_of(aec)->tracking = t;
     if (!t) return false;
     t->on = on;
-    lay_out(*t, sizes_of(*aec), [t](float*, size_t count) { t->floats += whole_lines(count); });
+    lay_out(*t, sizes_of(*aec),
+            [t](const void*, size_t count) { t->floats += whole_lines(count); });
     t->memory = make_zeroed<float>(t->floats + kLine).release();
     return t->memory != nullptr;
 }
@@ -80,12 +82,12 @@ void start_tracking(qel_aec* aec) {
     const uintptr_t bytes = kLine * sizeof(float);
     const uintptr_t past = reinterpret_cast<uintptr_t>(t->memory) % bytes;
     float* at = t->memory + (bytes - past) % bytes / sizeof(float);
-    lay_out(*t, sizes, [&at](float*& array, size_t count) {
-        array = at;
+    lay_out(*t, sizes, [&at](auto*& array, size_t count) {
+        array = reinterpret_cast<std::remove_reference_t<decltype(array)>>(at);
         at += whole_lines(count);
     });
     t->speech = 0;
-    t->held_frames = 0;
+    t->due_frames = 0;
     if (t->on.use_kalman) t->kalman.start(sizes);
     if (t->on.use_residual) t->residual.start(sizes);
     if (t->on.use_align) t->aligner.start(sizes);
@@ -99,19 +101,9 @@ void delete_tracking(qel_aec* aec) {
     std::free(t);
 }
 
-bool is_echo_due(qel_aec* aec, bool active) {
+void align_reference(qel_aec* aec, bool sounds) {
     Tracking& t = *tracking_of(aec);
-    if (active) {
-        t.held_frames = t.aligner.delay() + aec->cfg->taps;
-        return true;
-    }
-    if (t.held_frames == 0) return false;
-    --t.held_frames;
-    return true;
-}
-
-void align_reference(qel_aec* aec) {
-    Tracking& t = *tracking_of(aec);
+    t.due_frames = sounds ? t.aligner.delay() + aec->cfg->taps : std::max(0, t.due_frames - 1);
     if (!t.aligner.align(floats(aec->mic_spec), floats(aec->ref_spec))) return;
     clear(aec->weights);
     refill_histories(aec, t);

@@ -17,8 +17,8 @@ struct Tracking {
     tracking::ResidualFloor residual;
     tracking::Aligner aligner;
     tracking::Comfort comfort;
-    float speech;         // probability of the frame before
-    int32_t held_frames;  // for which the echo of a silent reference is still due
+    float speech;        // probability of the frame before
+    int32_t due_frames;  // for which the echo of a reference that fell silent may still come
     float* memory;
     size_t floats;
 };
@@ -38,12 +38,9 @@ void delete_tracking(qel_aec* aec);
 
 // Called with use_align on.
 
-/// Whether a frame is to be processed whose reference is active or not: the echo of one that fell
-/// silent is still due for a while.
-bool is_echo_due(qel_aec* aec, bool active);
-
-/// Puts the reference that the microphone's echo belongs to in the place of this frame's spectrum.
-void align_reference(qel_aec* aec);
+/// Puts the reference that the microphone's echo belongs to in the place of this frame's spectrum,
+/// of a reference that sounds or not.
+void align_reference(qel_aec* aec, bool sounds);
 
 /// Takes the filter's step, with use_kalman on, and leaves the error behind it in post_error.
 void take_kalman_step(qel_aec* aec);

@@ -1,6 +1,7 @@
 #include "qel/spu/aec/tracking/align.hpp"
 
 #include <algorithm>
+#include <numeric>
 
 namespace qel::tracking {
 
@@ -32,7 +33,7 @@ void Aligner::start(const Sizes& s) {
     const auto high = std::clamp(static_cast<int32_t>(highest / s.bin_width()), low, top);
     probes_ = std::min(kProbeBins, high - low + 1);
     for (int32_t i = 0; i < probes_; ++i) {
-        bins_[i] = static_cast<float>(low + i * (high - low) / std::max(1, probes_ - 1));
+        bins_[i] = low + i * (high - low) / std::max(1, probes_ - 1);
     }
     newest_ = best_ = delay_ = wanted_ = wanted_frames_ = 0;
     frames_ = changes_ = 0;
@@ -49,25 +50,21 @@ const float* Aligner::before(int32_t age) const {
 
 /// The lag with the best score, or a little earlier one that is as good; notes how sure it is.
 int32_t Aligner::find_best() {
-    const float* end = score_ + lags_;
-    const float* top = std::max_element(static_cast<const float*>(score_), end);
-    const auto apart = [&](const float* from, const float* to) {
-        const float before =
-            from > score_ ? *std::max_element(static_cast<const float*>(score_), from) : 0;
-        const float behind = to < end ? *std::max_element(to, end) : 0;
-        return std::max(before, behind);
+    const auto most = [this](int32_t from, int32_t to) {
+        return from < to ? *std::max_element(score_ + from, score_ + to) : 0.0f;
     };
-    const float others = apart(std::max<const float*>(score_, top - 2), std::min(end, top + 3));
-    clearness_ = others > 0 ? *top / others : 0;
+    const auto likeliest = static_cast<int32_t>(std::max_element(score_, score_ + lags_) - score_);
+    const float top = score_[likeliest];
+    const float others = std::max(most(0, likeliest - 2), most(likeliest + 3, lags_));
+    clearness_ = others > 0 ? top / others : 0;
 
-    const float* best = std::max<const float*>(score_, top - 2);
-    while (*best <= kEarlier * *top && best < top) ++best;
-    const float unlike = apart(std::max<const float*>(score_, best - 2), std::min(end, best + 5));
-    float sum = 0;
-    for (const float* s = score_; s < end; ++s) sum += *s;
+    int32_t best = std::max(0, likeliest - 2);
+    while (best < likeliest && score_[best] <= kEarlier * top) ++best;
+    const float unlike = std::max(most(0, best - 2), most(best + 5, lags_));
+    const float sum = std::accumulate(score_, score_ + lags_, 0.0f);
     sure_ = static_cast<float>(frames_) * sizes_.frame_time >= kEarliest &&
-            *top * static_cast<float>(lags_) > kOverMean * sum && *top > kOverOthers * unlike;
-    return static_cast<int32_t>(best - score_);
+            top * static_cast<float>(lags_) > kOverMean * sum && top > kOverOthers * unlike;
+    return best;
 }
 
 /// Decides on the delay: one frame less than the echo's, so that its beginning is reached, once it
@@ -93,7 +90,7 @@ bool Aligner::moves_to(int32_t best) {
 }
 
 bool Aligner::align(const float* mic, float* ref) {
-    ++frames_;
+    count_up(&frames_);
     newest_ = (newest_ + 1) % lags_;
     const size_t spectrum = 2 * sizes_.spectrum_bins();
     std::copy_n(ref, spectrum, ring_ + spectrum * static_cast<size_t>(newest_));
@@ -101,7 +98,7 @@ bool Aligner::align(const float* mic, float* ref) {
     const float share = 1.0f / static_cast<float>(frames_);
     float heard[2 * kernels::kProbes] = {}, played[2 * kernels::kProbes] = {};
     for (int32_t i = 0; i < probes_; ++i) {
-        const auto k = static_cast<size_t>(bins_[i]);
+        const int32_t k = bins_[i];
         heard[i] = mic[2 * k];
         heard[kernels::kProbes + i] = mic[2 * k + 1];
         played[i] = ref[2 * k];

@@ -16,7 +16,8 @@ class Aligner {
         const auto lags = static_cast<size_t>(lags_of(s));
         take(ring_, 2 * s.spectrum_bins() * lags);
         for (float** of_lags : {&past_, &cross_}) take(*of_lags, 2 * kernels::kProbes * lags);
-        for (float** probes : {&mean_, &bins_}) take(*probes, kernels::kProbes);
+        take(mean_, kernels::kProbes);
+        take(bins_, kernels::kProbes);
         take(score_, lags);
     }
     void start(const Sizes& s);
@@ -43,12 +44,12 @@ class Aligner {
     bool moves_to(int32_t best);
 
     Sizes sizes_;
-    float* ring_;   // the spectra of the last lags_ frames
-    float* past_;   // phases of the same, at the probes
-    float* cross_;  // mean phase between microphone and reference, by lag
-    float* mean_;   // power of the reference at the probes
-    float* bins_;   // the probes' bins
-    float* score_;  // by lag
+    float* ring_;    // the spectra of the last lags_ frames
+    float* past_;    // phases of the same, at the probes
+    float* cross_;   // mean phase between microphone and reference, by lag
+    float* mean_;    // power of the reference at the probes
+    int32_t* bins_;  // the probes' bins
+    float* score_;   // by lag
     int32_t lags_, probes_;
     int32_t newest_;  // place in the ring
     uint32_t frames_;

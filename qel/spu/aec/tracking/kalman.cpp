@@ -69,7 +69,7 @@ void Kalman::raise_variance(float to) {
 void Kalman::update_prior(float mic, float ref) {
     const double h = sizes_.frame_time, m = mic;
     double z = ref;
-    ++prior_frames_;
+    count_up(&prior_frames_);
     const bool early = prior_frames_ * h <= kPriorEarlyTime;
     if (!early) z = std::min(z, 8 * ref_mean_);
     const double rate = std::max(h / kPriorTime, 1.0 / prior_frames_);
@@ -117,7 +117,7 @@ bool Kalman::step(const FilterFrame& f) {
     const kernels::Partitions& size = sizes_.filter;
     const int32_t first = sizes_.first, n = size.bins;
     float *error_power = error_power_ + first, *doubt = doubt_ + first;
-    ++frames_;
+    count_up(&frames_);
     kernels::measure_filter({.mic = f.mic,
                              .error = f.error,
                              .echo = f.echo,

@@ -65,7 +65,7 @@ void ResidualFloor::estimate(const float* ref_power, const ResidualFrame& f) {
 
     // An echo that comes later than the filter reaches shows in no ratio of the first frames: until
     // its delay is found, and for a limited time, all that sounds with the reference may be echo.
-    bool searching = f.searching && searched_ < kSearchTime;
+    const bool searching = f.searching && searched_ < kSearchTime;
     if (f.searching && ref_[sizes_.bands / 2] > kAudible) searched_ += sizes_.frame_time;
     const float fall = sizes_.per_frame(kFall - kFallInSpeech * f.speech);
     kernels::raise_residual({.ratio = ratio_,

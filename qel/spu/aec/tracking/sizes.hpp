@@ -31,4 +31,10 @@ struct Sizes {
     size_t band_count() const { return static_cast<size_t>(bands); }
 };
 
+/// Counts frames, up to more than any rule here asks for.
+inline void count_up(uint32_t* frames) {
+    constexpr uint32_t kEnough = 1 << 24;
+    if (*frames < kEnough) ++*frames;
+}
+
 }  // namespace qel::tracking
