@@ -17,9 +17,10 @@ constexpr double kPriorTime = 2.0;      // s: memory of the means
 constexpr float kPriorUseTime = 20.0f;  // s: how slowly the prior in use follows
 constexpr float kPriorFallTime = 1.0f;  // s: and how slowly when it stands far too high
 constexpr double kPriorMost = 1e4;
-// Before half a second is over the means are those of a few frames, of which the first may have a
-// reference that barely begins: more than an echo as loud as its reference is not believed.
-constexpr double kPriorEarlyTime = 0.5, kPriorEarlyMost = 1.0;
+// Before a fifth of a second is over the means are those of a few frames, of which the first may
+// have a reference that barely begins: more than an echo as loud as its reference is not believed.
+constexpr double kPriorEarlyTime = 0.2, kPriorEarlyMost = 1.0;
+constexpr double kSettledTime = 0.5, kPeakMost = 8.0;  // then a peak counts as so many means
 
 constexpr float kHeardFrom = 300.0f;      // Hz: lower bins tell little of a change
 constexpr float kChangeSmoothing = 0.7f;  // in 32 ms
@@ -71,7 +72,7 @@ void Kalman::update_prior(float mic, float ref) {
     double z = ref;
     count_up(&prior_frames_);
     const bool early = prior_frames_ * h <= kPriorEarlyTime;
-    if (!early) z = std::min(z, 8 * ref_mean_);
+    if (prior_frames_ * h > kSettledTime) z = std::min(z, kPeakMost * ref_mean_);
     const double rate = std::max(h / kPriorTime, 1.0 / prior_frames_);
     mic_mean_ += rate * (m - mic_mean_);
     ref_mean_ += rate * (z - ref_mean_);

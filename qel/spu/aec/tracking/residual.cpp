@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 namespace qel::tracking {
 
@@ -18,6 +19,7 @@ constexpr float kUnknown = std::numeric_limits<float>::infinity();
 constexpr float kRatioFactor = 2.0f;  // the ratios are minima, the echo is louder on average
 constexpr float kDoubtFactor = 0.1f;  // of the weights' uncertainty
 constexpr float kFall = 0.7f, kFallInSpeech = 0.4f;  // of the residual echo, in 32 ms
+constexpr float kOnsetTime = 0.08f, kOnsetRise = 10.0f;
 constexpr float kSearchTime = 1.0f;    // s of reference for which an uncovered echo is expected
 constexpr float kSearchFactor = 2.0f;  // of the error, meanwhile
 
@@ -27,7 +29,7 @@ void ResidualFloor::start(const Sizes& s) {
     sizes_ = s;
     fast_rate_ = s.rate_of(kSmoothing);
     slow_rate_ = std::min(1.0f, s.frame_time / kSlowTime);
-    searched_ = 0;
+    sounded_ = onset_ = 0;
     forget();
 }
 
@@ -57,16 +59,23 @@ void ResidualFloor::track(const float* error_bands, const float* ref_bands) {
     }
 }
 
+/// Whether a frame may hold an echo that comes later than the filter reaches, which shows in no
+/// ratio so far: a microphone that was quiet when the reference began is not any more. Only for a
+/// limited time, and not where a talker was there first.
+bool ResidualFloor::is_unexplained(const float* error_bands) {
+    if (ref_[sizes_.bands / 2] > kAudible) sounded_ += sizes_.frame_time;
+    const float error = std::accumulate(error_bands, error_bands + sizes_.bands, 0.0f);
+    if (sounded_ < kOnsetTime) onset_ = std::max(onset_, error);
+    return sounded_ >= kOnsetTime && sounded_ < kSearchTime && error > kOnsetRise * onset_;
+}
+
 void ResidualFloor::estimate(const float* ref_power, const ResidualFrame& f) {
     const int32_t bins = sizes_.bins;
     std::copy_n(ref_power, sizes_.filter_bins(), ref_power_ + sizes_.first);
     kernels::sum_bands(f.bank, f.error_power, ref_power_);
     track(f.error_power + bins, ref_power_ + bins);
 
-    // An echo that comes later than the filter reaches shows in no ratio of the first frames: until
-    // its delay is found, and for a limited time, all that sounds with the reference may be echo.
-    const bool searching = f.searching && searched_ < kSearchTime;
-    if (f.searching && ref_[sizes_.bands / 2] > kAudible) searched_ += sizes_.frame_time;
+    const bool unexplained = f.searching && is_unexplained(f.error_power + bins);
     const float fall = sizes_.per_frame(kFall - kFallInSpeech * f.speech);
     kernels::raise_residual({.ratio = ratio_,
                              .ref_power = ref_power_,
@@ -76,7 +85,7 @@ void ResidualFloor::estimate(const float* ref_power, const ResidualFrame& f) {
                              .ratio_factor = kRatioFactor,
                              .doubt_factor = kDoubtFactor,
                              .leak = f.leak,
-                             .error_factor = searching ? kSearchFactor : 0.0f,
+                             .error_factor = unexplained ? kSearchFactor : 0.0f,
                              .fall = fall,
                              .residual = f.residual,
                              .noise = f.noise},

@@ -45,6 +45,7 @@ class ResidualFloor {
     bool pauses(int32_t band) const;
 
   private:
+    bool is_unexplained(const float* error_bands);
     void track(const float* error_bands, const float* ref_bands);
 
     Sizes sizes_;
@@ -56,7 +57,8 @@ class ResidualFloor {
     float* ratio_;  // in use
     float* ref_power_;
     float fast_rate_, slow_rate_;
-    float searched_;  // s for which the whole error was taken for echo
+    float sounded_;  // s for which the reference sounded while its delay is searched
+    float onset_;    // the loudest error of the first of those
 };
 
 }  // namespace qel::tracking
