@@ -11,6 +11,7 @@ constexpr float kLongest = 0.5f;                       // s that an echo may be 
 constexpr float kLowest = 200.0f, kHighest = 4000.0f;  // Hz of the probes
 constexpr float kOfRate = 0.4f;                        // and below this share of the sample rate
 constexpr int32_t kProbeBins = 40;                     // of kernels::kProbes, the others are silent
+constexpr float kAudible = 1e-2f;                      // power of all probes
 constexpr float kGate = 0.1f;                          // of its mean, from where a probe counts
 constexpr float kMeanTime = 1.0f, kCrossTime = 1.0f;   // s
 constexpr float kEarliest = 0.35f;                     // s before anything is sure
@@ -37,6 +38,7 @@ void Aligner::start(const Sizes& s) {
     }
     newest_ = best_ = delay_ = wanted_ = wanted_frames_ = 0;
     frames_ = changes_ = 0;
+    silent_frames_ = lags_;
     clearness_ = 0;
     sure_ = found_ = false;
 }
@@ -90,12 +92,10 @@ bool Aligner::moves_to(int32_t best) {
 }
 
 bool Aligner::align(const float* mic, float* ref) {
-    count_up(&frames_);
     newest_ = (newest_ + 1) % lags_;
     const size_t spectrum = 2 * sizes_.spectrum_bins();
     std::copy_n(ref, spectrum, ring_ + spectrum * static_cast<size_t>(newest_));
 
-    const float share = 1.0f / static_cast<float>(frames_);
     float heard[2 * kernels::kProbes] = {}, played[2 * kernels::kProbes] = {};
     for (int32_t i = 0; i < probes_; ++i) {
         const int32_t k = bins_[i];
@@ -104,6 +104,23 @@ bool Aligner::align(const float* mic, float* ref) {
         played[i] = ref[2 * k];
         played[kernels::kProbes + i] = ref[2 * k + 1];
     }
+    // While nothing was played for longer than an echo may be late, there is nothing to be learnt.
+    const float power = std::inner_product(played, played + 2 * kernels::kProbes, played, 0.0f);
+    silent_frames_ = power > kAudible ? 0 : std::min(silent_frames_ + 1, lags_);
+    if (silent_frames_ == lags_) {
+        std::fill_n(past_ + 2 * kernels::kProbes * newest_, 2 * kernels::kProbes, 0.0f);
+    } else {
+        correlate(heard, played);
+    }
+    const bool moved = silent_frames_ < lags_ && moves_to(best_);
+    if (delay_ > 0) std::copy_n(before(0), spectrum, ref);
+    return moved;
+}
+
+/// Takes a frame's probes into the scores and finds the best.
+void Aligner::correlate(const float* heard, const float* played) {
+    count_up(&frames_);
+    const float share = 1.0f / static_cast<float>(frames_);
     kernels::correlate_probes({.mic = heard,
                                .ref = played,
                                .mean = mean_,
@@ -116,9 +133,6 @@ bool Aligner::align(const float* mic, float* ref) {
                                .newest = newest_,
                                .lags = lags_});
     best_ = find_best();
-    const bool moved = moves_to(best_);
-    if (delay_ > 0) std::copy_n(before(0), spectrum, ref);
-    return moved;
 }
 
 }  // namespace qel::tracking

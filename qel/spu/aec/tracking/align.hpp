@@ -40,6 +40,7 @@ class Aligner {
 
   private:
     static int32_t lags_of(const Sizes& s);
+    void correlate(const float* heard, const float* played);
     int32_t find_best();
     bool moves_to(int32_t best);
 
@@ -51,8 +52,9 @@ class Aligner {
     int32_t* bins_;  // the probes' bins
     float* score_;   // by lag
     int32_t lags_, probes_;
-    int32_t newest_;  // place in the ring
-    uint32_t frames_;
+    int32_t newest_;         // place in the ring
+    uint32_t frames_;        // that told of a delay
+    int32_t silent_frames_;  // of the reference, up to lags_
     int32_t best_;
     float clearness_;
     bool sure_, found_;

@@ -17,7 +17,7 @@ constexpr double kPriorTime = 2.0;      // s: memory of the means
 constexpr float kPriorUseTime = 20.0f;  // s: how slowly the prior in use follows
 constexpr float kPriorFallTime = 1.0f;  // s: and how slowly when it stands far too high
 constexpr double kPriorMost = 1e4;
-constexpr double kSilent = 1e-3;         // of the reference's mean
+constexpr double kSilent = 1e-3;  // of the reference's mean
 // Before a fifth of a second is over the means are those of a few frames, of which the first may
 // have a reference that barely begins: more than an echo as loud as its reference is not believed.
 constexpr double kPriorEarlyTime = 0.2, kPriorEarlyMost = 1.0;
