@@ -178,8 +178,8 @@ bool Kalman::step(const FilterFrame& f) {
 
 float Kalman::uncertainty() const {
     const float* share = share_ + sizes_.first;
-    return std::accumulate(share, share + sizes_.filter.bins, 0.0f) /
-           static_cast<float>(sizes_.filter.bins);
+    const int32_t n = sizes_.filter.bins;
+    return std::accumulate(share, share + n, 0.0f) / static_cast<float>(std::max(1, n));
 }
 
 }  // namespace qel::tracking
