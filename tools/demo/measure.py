@@ -17,10 +17,10 @@ from scene import BOTH, FAR, FRAME, NEAR, PLAY, RATE, TOTAL
 SETTLE = RATE // 5  # samples left out where a stretch begins: the last echo dies away
 
 
-def load(path):
+def load(path, total=TOTAL):
     rate, samples = wavfile.read(path)
-    if rate != RATE or len(samples) != TOTAL:
-        sys.exit(f"{path}: not {TOTAL} samples at {RATE} Hz")
+    if rate != RATE or len(samples) != total:
+        sys.exit(f"{path}: not {total} samples at {RATE} Hz")
     return samples
 
 

@@ -19,9 +19,16 @@ BEFORE, AFTER, MARK = "#0072B2", "#D55E00", "#444444"  # apart for every kind of
 WINDOW = RATE  # samples per point of the ERLE curve
 
 
-def mark_stretches(axes):
+def erle_curve(mic, out, span, window):
+    """The ERLE around points of a span, a twentieth of a second apart: their s, and dB."""
+    middles = np.arange(span.start + window // 2, span.stop - window // 2, RATE // 20)
+    values = [erle(mic, out, slice(m - window // 2, m + window // 2)) for m in middles]
+    return middles / RATE, values
+
+
+def mark_stretches(axes, stretches):
     """Lines between the stretches in every panel, their names on top."""
-    for name, span in STRETCHES.items():
+    for name, span in stretches.items():
         for ax in axes:
             dark = ax.collections  # the spectrograms
             ax.axvline(span.start / RATE, color="white" if dark else MARK, linewidth=1,
@@ -30,28 +37,26 @@ def mark_stretches(axes):
                      transform=axes[0].get_xaxis_transform())
 
 
-def draw_wave(ax, samples, colour, name, limit):
-    ax.plot(np.arange(TOTAL) / RATE, samples, color=colour, linewidth=0.3, rasterized=True)
+def draw_wave(ax, samples, colour, name, limit, x=0.005):
+    ax.plot(np.arange(len(samples)) / RATE, samples, color=colour, linewidth=0.3, rasterized=True)
     ax.set(ylim=(-limit, limit), ylabel="sample")
-    ax.set_title(name, loc="left", fontsize=9, color=colour, y=0.8, x=0.005)
+    ax.set_title(name, loc="left", fontsize=9, color=colour, y=0.8, x=x)
 
 
-def draw_spectrogram(ax, samples, name):
+def draw_spectrogram(ax, samples, name, x=0.005):
     power, freqs, times = matplotlib.mlab.specgram(samples / 32768, NFFT=FRAME, Fs=RATE,
                                                    noverlap=FRAME // 2)
     image = ax.pcolormesh(times, freqs / 1000, 10 * np.log10(power + 1e-20), cmap="cividis",
                           vmin=-130, vmax=-50, rasterized=True)
     ax.set(ylabel="kHz")
-    ax.set_title(name, loc="left", fontsize=9, color="white", y=0.8, x=0.005)
+    ax.set_title(name, loc="left", fontsize=9, color="white", y=0.8, x=x)
     return image
 
 
 def draw_erle(ax, mic, out):
     muted = np.flatnonzero(frame_fates(mic, out)[1])
     mute = FRAME * np.array([muted[0], muted[-1] + 1] if len(muted) else [PLAY, PLAY])
-    middles = np.arange(mute[1] + WINDOW // 2, FAR.stop - WINDOW // 2, RATE // 20)
-    values = [erle(mic, out, slice(m - WINDOW // 2, m + WINDOW // 2)) for m in middles]
-    ax.plot(middles / RATE, values, color=AFTER)
+    ax.plot(*erle_curve(mic, out, slice(mute[1], FAR.stop), WINDOW), color=AFTER)
     ax.set(ylim=(0, 70), ylabel="ERLE, dB", xlabel="time, s")
     ax.grid(alpha=0.3)
     ax.text((FAR.stop + TOTAL) / 2 / RATE, 35, "defined only while the near end is silent",
@@ -70,7 +75,7 @@ def draw(mic, out, path):
     draw_spectrogram(axes[2], mic, "microphone")
     image = draw_spectrogram(axes[3], out, "output")
     figure.colorbar(image, ax=axes[2:4], label="dB full scale per Hz", pad=0.01)
-    mark_stretches(axes)
+    mark_stretches(axes, STRETCHES)
     draw_erle(axes[4], mic, out)
     axes[0].set_xlim(0, TOTAL / RATE)
     figure.align_ylabels()
