@@ -1,5 +1,6 @@
 // One piece of work a number of times between two marks, for tools/bench to count what an emulated
-// processor executes: frame_trace processed|bypassed|r2c LENGTH TIMES.
+// processor executes: frame_trace processed|bypassed|r2c LENGTH TIMES [SWITCHES], the last those of
+// the tracking mode, see AecSettings.
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -33,10 +34,10 @@ struct Scene {
 };
 
 /// Feeds frames until all histories are filled, then those that count.
-void run_frames(bool sounding, size_t frame, size_t times) {
+void run_frames(bool sounding, size_t frame, size_t times, const char* switches) {
     constexpr size_t kBefore = 8;
     const Scene scene((kBefore + times) * frame, sounding);
-    Canceller canceller({.frame = static_cast<int>(frame)});
+    Canceller canceller({.frame = static_cast<int>(frame), .tracking = switches});
     const auto bytes = static_cast<uint32_t>(2 * frame);
     for (size_t i = 0; i < kBefore + times; ++i) {
         if (i == kBefore) work_starts();
@@ -63,9 +64,13 @@ void run_transforms(size_t points, size_t times) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+    if (argc != 4 && argc != 5) return 2;
     const std::string_view work = argv[1];
     const auto length = std::strtoul(argv[2], nullptr, 10);
     const auto times = std::strtoul(argv[3], nullptr, 10);
-    work == "r2c" ? run_transforms(length, times) : run_frames(work == "processed", length, times);
+    if (work == "r2c") {
+        run_transforms(length, times);
+    } else {
+        run_frames(work == "processed", length, times, argc == 5 ? argv[4] : nullptr);
+    }
 }

@@ -19,6 +19,8 @@ constexpr int kRate = 16000;
 constexpr size_t kFrame = 512;
 constexpr size_t kFrames = 100;  // of a scene; it lasts a whole number of 10 ms too
 constexpr double kSeconds = 2;
+// Letters of the tracking mode's switches, see AecSettings.
+constexpr const char* kTracking[] = {"K", "KR", "A", "KRA", "KRAN"};
 
 struct Scene {
     Pcm mic, ref;
@@ -117,9 +119,9 @@ class WebrtcStream {
 /// Instances that take turns, a frame each, at different places of the scene.
 class Crowd {
   public:
-    Crowd(const Scene& scene, size_t count) {
+    Crowd(const Scene& scene, size_t count, const AecSettings& settings = {}) {
         for (size_t i = 0; i < count; ++i) {
-            Stream& stream = streams_.emplace_back(scene, AecSettings{});
+            Stream& stream = streams_.emplace_back(scene, settings);
             stream.start_at(i * std::max<size_t>(kFrames / count, 1));
             for (int k = 0; k < 5; ++k) stream.step();
         }
@@ -181,20 +183,40 @@ void compare_signals() {
             3 * kSeconds);
 }
 
+void compare_tracking() {
+    const Scene& scene = speech_scene();
+    Stream usual(scene, {});
+    usual.run();
+    std::deque<Stream> streams;
+    std::vector<std::pair<std::string, Work>> works;
+    for (const char* switches : kTracking) {
+        Stream& stream = streams.emplace_back(scene, AecSettings{.tracking = switches});
+        stream.run();
+        check(erle_db(scene.mic, stream.canceller().feed(scene.mic, scene.ref)) > 6,
+              std::string("the echo is not cancelled with the switches ") + switches);
+        works.emplace_back(std::string("tracking: ") + switches, stream.work());
+    }
+    compare(usual.work(), works, 3 * kSeconds);
+}
+
 void compare_instances() {
     Crowd one(speech_scene(), 1), many(speech_scene(), 1000);
     compare(one.work(), {{"instances: 1000", many.work()}}, 2 * kSeconds);
 }
 
 void print_memory() {
-    const auto held = [] {
-        const auto info = mallinfo2();
-        return info.uordblks + info.hblkhd;
+    const auto print = [](const std::string& name, const char* switches) {
+        const auto held = [] {
+            const auto info = mallinfo2();
+            return info.uordblks + info.hblkhd;
+        };
+        constexpr size_t kCount = 20;
+        const size_t before = held();
+        const Crowd crowd(speech_scene(), kCount, {.tracking = switches});
+        std::printf("bytes\t%s\t%zu\n", name.c_str(), (held() - before) / kCount);
     };
-    constexpr size_t kCount = 20;
-    const size_t before = held();
-    const Crowd crowd(speech_scene(), kCount);
-    std::printf("bytes\tinstance\t%zu\n", (held() - before) / kCount);
+    print("instance", nullptr);
+    for (const char* switches : kTracking) print(std::string("tracking: ") + switches, switches);
 }
 
 void cost_by_settings() {

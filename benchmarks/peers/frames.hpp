@@ -8,10 +8,13 @@ void compare_canceller();
 /// Frames of signals that might take longer than speech's.
 void compare_signals();
 
+/// A frame with the tracking mode's switches on, beside a frame without.
+void compare_tracking();
+
 /// A frame of 1,000 instances that take turns, beside a frame of one.
 void compare_instances();
 
-/// Bytes of an instance that has run.
+/// Bytes of an instance that has run, with the tracking mode's switches too.
 void print_memory();
 
 /// The cost of a frame by frame size, taps, rate and number of instances in turn.

@@ -26,6 +26,7 @@ int main() {
     for (const size_t n : {512, 1024, 24, 120, 1000}) compare_transform(FftKind::kC2c, n);
     compare_canceller();
     compare_signals();
+    compare_tracking();
     compare_instances();
     print_memory();
     compare_elementary();

@@ -18,6 +18,13 @@ OWN_RATIOS = [
                    "square wave of full scale", "constant", "constant, the microphone silent")),
     ("1,000 instances in turn", "instances: 1000", "one instance", 1.5, 1.3),
 ]
+# Of the tracking mode's switches, by their letters: what to call them, aim, beyond. A frame's time,
+# or instructions, over those of a frame without the mode.
+TRACKING = {"K": ("`use_kalman`", None, None),
+            "KR": ("the same and `use_residual`", None, None),
+            "A": ("`use_align` alone", None, None),
+            "KRA": ("these three", 1.35, 1.25),
+            "KRAN": ("all four, `use_comfort` too", 1.42, 1.3)}
 # How many times faster than the C library.
 GAINS = [(f"{name} at 513", name, "C library", 4, 6) for name in ("exp", "log", "sigmoid")]
 

@@ -72,9 +72,9 @@ def run(command):
 class Count:
     """Instructions of one call, or frame: in all, divisions and roots, and both by step."""
 
-    def __init__(self, program, sysroot, work, length, times):
+    def __init__(self, program, sysroot, work, length, times, *switches):
         command = ["qemu-arm", "-L", sysroot, "-d", "in_asm,exec,nochain", program, work,
-                   str(length), str(times)]
+                   str(length), str(times), *switches]
         runs = collections.Counter(run(command))
         symbols = Symbols(program, "arm-linux-gnueabihf-addr2line")
         symbols.learn(address for block, stack in runs

@@ -104,6 +104,24 @@ def device_table(counts):
     return table(["Work (ARMv7 NEON)", "Instructions", "Aim", "Beyond", ""], rows)
 
 
+def tracking_table(peers, counts):
+    usual = counts["processed"].total
+    first = peers.lines["bytes"]["instance"][0]
+    rows = [["none", told_time(peers.lines["against"]["tracking: K"][1]), "1", "",
+             f"{usual:,.0f}", "1", "", "", f"{first / 1000:.0f} KB"]]
+    for switches, (name, aim, beyond) in aims.TRACKING.items():
+        ns, _, inverse, spread = peers.lines["against"][f"tracking: {switches}"]
+        kb = (peers.lines["bytes"][f"tracking: {switches}"][0] - first) / 1000
+        count = counts[switches].total
+        figures = [(1 / inverse, spread), (count / usual, 0)]
+        time, device = (f"{ratio:.2f}" + (f", {verdict(ratio, aim, beyond, noise)}" if aim else "")
+                        for ratio, noise in figures)
+        rows.append([name, told_time(ns), time, f"{100 * spread:.0f} %", f"{count:,.0f}", device,
+                     aim or "", beyond or "", f"+ {kb:.0f} KB"])
+    return table(["Switches on, frame of 512", "x86-64", "Against none", "Spread",
+                  "ARMv7 instructions", "Against none", "Aim", "Beyond", "Memory"], rows)
+
+
 def host_steps(program):
     """Share of a frame's time by step."""
     run = subprocess.run([program, str(PROFILE_SECONDS)], stdout=subprocess.PIPE, text=True,
@@ -215,6 +233,8 @@ def main():
     print("== counting an ARM processor's instructions", flush=True)
     counts = {work: Count(arguments.arm / "frame_trace", arguments.sysroot, work, length, 3)
               for work, length in (("processed", FRAME), ("bypassed", FRAME), ("r2c", 1024))}
+    counts |= {switches: Count(arguments.arm / "frame_trace", arguments.sysroot, "processed", FRAME,
+                               3, switches) for switches in aims.TRACKING}
     print("== where a frame's time goes", flush=True)
     shares, interruptions = host_steps(arguments.host / "benchmarks/peers/frame_profile")
 
@@ -225,6 +245,7 @@ def main():
         "steps": steps_table(shares, peers.lines["cost"]["frame 512"][0], counts["processed"])
                  + f"\n\nx86-64: {interruptions:,} interruptions by a timer. ARMv7: instructions"
                    " that qemu-arm executed.",
+        "tracking": tracking_table(peers, counts),
         "settings": settings_table(peers),
         "streams": streams_table(peers, counts),
     }
