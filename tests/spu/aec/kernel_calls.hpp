@@ -94,7 +94,7 @@ const std::vector<KernelCall> calls = {
              {QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(7), QEL_AT(0)}, n / 3, n, width);
          x[0] = {sums.stressed_mic, sums.stressed_ref, sums.mic, sums.error, sums.excess};
      }},
-    QEL_CALL(predict, {QEL_AT(4), QEL_AT(0), QEL_AT(5), QEL_AT(6), 0.1f, 2, 90}, QEL_TAPS),
+    QEL_CALL(predict, {QEL_AT(4), QEL_AT(0), QEL_AT(5), QEL_AT(7), QEL_AT(6), 2, 90}, QEL_TAPS),
     QEL_CALL(weigh,
              {QEL_AT(0), QEL_AT(4), QEL_AT(5), QEL_AT(6), QEL_AT(1), QEL_AT(7), QEL_AT(2),
               QEL_AT(3), 0.5f, 0.8f, 0.002f},

@@ -63,10 +63,12 @@ QEL_KERNEL void predict_some(const Prediction& p, float* variance, const float* 
                              const float* power, Partitions size) {
     const auto bins = static_cast<size_t>(size.bins);
     const size_t stride = partition_at(size, 1, 1);
-    const float keep = 1.0f - p.feed, feed = p.feed, floor = p.floor, ceiling = p.ceiling;
+    const float floor = p.floor, ceiling = p.ceiling;
+    const float* feeds = p.feed;
     float* doubt = p.doubt;
     QEL_INDEPENDENT
     for (int32_t k = 0; k < size.bins; ++k) {
+        const float feed = feeds[k], keep = 1.0f - feed;
         float sum = 0;
         if constexpr (!kFirst) sum = doubt[k];
         simd::unrolled<kTaps>([&](auto tap) QEL_INLINED {

@@ -26,13 +26,13 @@ struct FilterSums {
 FilterSums sum_filter(const FilterTerms& terms, int32_t heard, int32_t bins,
                       Width width = widest());
 
-/// variance = min((1 - feed) * variance + feed * (|weights|^2 + floor), ceiling) of each partition;
-/// doubt = the sum of those times the reference's power.
+/// By the bins' `feed`: variance = min((1 - feed) * variance + feed * (|weights|^2 + floor),
+/// ceiling) of each partition; doubt = the sum of those times the reference's power.
 struct Prediction {
     float* variance;  // partitions without gaps
-    const float *weights, *power;
+    const float *weights, *power, *feed;
     float* doubt;
-    float feed, floor, ceiling;
+    float floor, ceiling;
 };
 void predict(const Prediction& prediction, Partitions size, Width width = widest());
 

@@ -7,8 +7,12 @@ namespace qel::tracking {
 
 namespace {
 
-constexpr float kStep = 0.5f;              // share of the full Kalman step
-constexpr float kForgetting = 0.998f;      // of a variance, in 32 ms
+constexpr float kStep = 0.5f;          // share of the full Kalman step
+constexpr float kForgetting = 0.998f;  // of a variance, in 32 ms
+// The lowest bins hear few periods in a frame: their path depends on the phase, and is never known
+// for long.
+constexpr float kLowEnd = 300.0f;          // Hz
+constexpr float kLowFeed = 4.0f;           // times as much forgotten at 0 Hz, in addition
 constexpr float kNoiseSmoothing = 0.8f;    // in 32 ms
 constexpr float kVarianceFloor = 0.05f;    // of the prior
 constexpr float kVarianceCeiling = 12.0f;  // of the prior
@@ -38,7 +42,6 @@ void Kalman::start(const Sizes& s) {
     sizes_ = s;
     heard_ = std::clamp(static_cast<int32_t>(std::ceil(kHeardFrom / s.bin_width())) - s.first, 0,
                         s.filter.bins);
-    feed_ = 1.0f - s.per_frame(kForgetting);
     noise_decay_ = s.per_frame(kNoiseSmoothing);
     change_decay_ = s.per_frame(kChangeSmoothing);
     excess_decay_ = s.per_frame(kExcessSmoothing);
@@ -47,6 +50,8 @@ void Kalman::start(const Sizes& s) {
         // High bins count more, as speech is faint there.
         const float place = static_cast<float>(s.first + k) / static_cast<float>(s.bins);
         stress_[k] = 0.001f + place * place;
+        const float low = 1.0f - static_cast<float>(s.first + k) * s.bin_width() / kLowEnd;
+        feed_[k] = (1.0f - s.per_frame(kForgetting)) * (1.0f + kLowFeed * std::max(0.0f, low));
     }
     frames_ = calm_frames_ = changes_ = 0;
     prior_ = prior_in_use_ = 0;
@@ -140,8 +145,8 @@ bool Kalman::step(const FilterFrame& f) {
     kernels::predict({.variance = variance_,
                       .weights = f.weights,
                       .power = f.ref_power_hist,
-                      .doubt = doubt,
                       .feed = feed_,
+                      .doubt = doubt,
                       .floor = kVarianceFloor * prior_in_use_,
                       .ceiling = kVarianceCeiling * prior_in_use_},
                      size);

@@ -30,7 +30,8 @@ class Kalman {
     void lay_out(const Sizes& s, Take take) {
         take(variance_, static_cast<size_t>(s.filter.taps) * s.filter_bins());
         for (float** bins : {&error_power_, &doubt_, &share_}) take(*bins, s.spectrum_bins());
-        for (float** bins : {&noise_, &gain_, &excess_, &stress_}) take(*bins, s.filter_bins());
+        for (float** bins : {&noise_, &gain_, &excess_, &stress_, &feed_})
+            take(*bins, s.filter_bins());
     }
 
     /// The state before the first frame, but for the arrays, which are zero.
@@ -74,9 +75,10 @@ class Kalman {
     float* noise_;   // power that the reference does not explain
     float* gain_;    // of the step
     float* excess_;  // how far the echo estimate itself stands in the error
+    float* feed_;    // share of a variance that is renewed in a frame
     float* stress_;  // weight of a bin in the prior
     int32_t heard_;  // the first bin that tells of a change
-    float feed_, noise_decay_, change_decay_, excess_decay_;
+    float noise_decay_, change_decay_, excess_decay_;
     uint32_t frames_;        // since the start
     uint32_t prior_frames_;  // since the prior's
     double mic_mean_, ref_mean_, covariance_, ref_variance_;
