@@ -85,7 +85,7 @@ QEL_KERNEL void predict_some(const Prediction& p, float* variance, const float* 
 
 template <int kTaps>
 QEL_KERNEL void correct_some(const Correction& c, float* variance, float* weights,
-                             const float* history, const float* power, Partitions size) {
+                             const float* history, Partitions size) {
     const auto bins = static_cast<size_t>(size.bins);
     const size_t stride = partition_at(size, 1, 1);
     const float mu = c.mu;
@@ -97,10 +97,11 @@ QEL_KERNEL void correct_some(const Correction& c, float* variance, float* weight
             float* v = variance + tap * bins + k;
             float* w = weights + 2 * (tap * stride + k);
             const float* x = history + 2 * (tap * stride + k);
+            const float re = x[0], im = x[1];
             const float before = *v, gr = before * step_re, gi = before * step_im;
-            w[0] += gr * x[0] + gi * x[1];
-            w[1] += gi * x[0] + -gr * x[1];
-            *v = before * (1.0f - shrink * before * power[tap * stride + k]);
+            w[0] += gr * re + gi * im;
+            w[1] += gi * re + -gr * im;
+            *v = before * (1.0f - shrink * before * (re * re + im * im));
         });
     }
 }
@@ -145,7 +146,7 @@ void correct(const Correction& correction, Partitions size, Width width) {
         by_four(size.taps, [=](auto taps, auto, auto, int32_t j) QEL_INLINED {
             const size_t at = partition_at(size, j, 1);
             correct_some<taps>(c, c.variance + static_cast<size_t>(j * size.bins),
-                               c.weights + 2 * at, c.history + 2 * at, c.power + at, size);
+                               c.weights + 2 * at, c.history + 2 * at, size);
         });
     });
 }

@@ -45,9 +45,9 @@ struct Weighing {
 };
 void weigh(const Weighing& weighing, int32_t bins, Width width = widest());
 
-/// weights += variance * step * conj(history), variance *= 1 - mu * gain * variance * power.
+/// weights += variance * step * conj(history), variance *= 1 - mu * gain * variance * |history|^2.
 struct Correction {
-    const float *step, *gain, *history, *power;
+    const float *step, *gain, *history;
     float *weights, *variance;
     float mu;
 };

@@ -165,7 +165,6 @@ bool Kalman::step(const FilterFrame& f) {
     kernels::correct({.step = f.step,
                       .gain = gain_,
                       .history = f.ref_spec_hist,
-                      .power = f.ref_power_hist,
                       .weights = f.weights,
                       .variance = variance_,
                       .mu = kStep},
