@@ -17,8 +17,8 @@ LUA = ["env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"]]
 STREAM = [*LUA, EXAMPLES / "stream.lua"]
 CANCEL = [*LUA, EXAMPLES / "cancel.lua", "--config", "aec.conf"]
 C_CANCEL = [*os.environ["QEL_EMULATOR"].split(), os.environ["QEL_BUILD"] + "/examples/cancel"]
-FFI_CANCEL = ["env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], "luajit", EXAMPLES / "ffi.lua",
-              "--config", "aec.conf"]
+LUAJIT = [*LUA[:2], "luajit"]
+FFI_CANCEL = [*LUAJIT, EXAMPLES / "ffi.lua", "--config", "aec.conf"]
 on_this_machine = unittest.skipIf(os.environ["QEL_EMULATOR"], "LuaJIT is this machine's")
 FRAME = 512
 CONFIG = b"""aec = { use_vad = 1; frame_size = 512; nlp = { frame_size = 256; }
@@ -218,6 +218,8 @@ class Examples(unittest.TestCase):
             bypassed, *others = self.counts(self.report)  # without the frame that was fed last
             self.assertEqual(self.counts(done.stderr), [bypassed + 1, *others])
             self.assertEqual(done.stdout, b"")
+            self.run_program(*LUAJIT, *CANCEL[len(LUA):], "mic.wav", "ref.wav", "ffi.wav")
+            self.assertEqual((self.folder / "ffi.wav").read_bytes(), wav_bytes(expected))
         self.write("broken", b"aec = { taps = 0; }")
         self.write("hdr", b"aec = { use_hdr = yes; }")
         self.write("rate", b"aec = { freqs = 8000; nlp = { freqs = 8000; } }")
