@@ -46,8 +46,8 @@ class CPage(unittest.TestCase):
     def compile(self, snippet, name, *more):
         source = self.folder / "snippet.c"
         source.write_text(snippet)
-        subprocess.run([os.environ["CC"], "--sysroot=" + os.environ["SYSROOT"], *FLAGS, source, "-o",
-                        self.folder / name, *more], check=True)
+        subprocess.run([os.environ["CC"], "--sysroot=" + os.environ["SYSROOT"], *FLAGS, source,
+                        "-o", self.folder / name, *more], check=True)
 
     def run_program(self, program, *arguments):
         stereo = pcm(sample for pair in zip(self.mic, self.ref) for sample in pair)
