@@ -1,4 +1,4 @@
--- What both examples need before the first sample: options, settings, the module, an object.
+-- What the examples need before the first sample: options, settings, the module, an object.
 local setup = {}
 
 local script = arg[0]

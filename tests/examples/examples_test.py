@@ -3,6 +3,7 @@ import array
 import os
 import pathlib
 import random
+import re
 import signal
 import stat
 import struct
@@ -16,6 +17,9 @@ LUA = ["env", "LD_PRELOAD=" + os.environ["QEL_PRELOAD"], os.environ["LUA"]]
 STREAM = [*LUA, EXAMPLES / "stream.lua"]
 CANCEL = [*LUA, EXAMPLES / "cancel.lua", "--config", "aec.conf"]
 C_CANCEL = [*os.environ["QEL_EMULATOR"].split(), os.environ["QEL_BUILD"] + "/examples/cancel"]
+LUAJIT = [*LUA[:2], "luajit"]
+FFI_CANCEL = [*LUAJIT, EXAMPLES / "ffi.lua", "--config", "aec.conf"]
+on_this_machine = unittest.skipIf(os.environ["QEL_EMULATOR"], "LuaJIT is this machine's")
 FRAME = 512
 CONFIG = b"""aec = { use_vad = 1; frame_size = 512; nlp = { frame_size = 256; }
 mute = { mute_time = 0; } # frame_size = 99;
@@ -72,6 +76,10 @@ class Examples(unittest.TestCase):
 
     def state(self):
         return {(p, p.lstat().st_ino, p.lstat().st_mtime_ns) for p in self.folder.iterdir()}
+
+    @staticmethod
+    def counts(report):  # frames bypassed, muted, processed
+        return [int(number) for number in re.findall(rb"(\d+) [bmp]\w+", report)]
 
     def cancel(self, mic, ref, *options):  # the samples that cancel.lua makes of these
         self.write("mic.wav", wav_bytes(mic))
@@ -196,6 +204,48 @@ class Examples(unittest.TestCase):
             self.assertTrue(self.report.endswith(counts), self.report)
         done = self.run_program(*STREAM, "--config", "aec.conf", stdin=interleaved(mic, ref))
         self.assertEqual((self.folder / "out.raw").read_bytes(), done.stdout)
+
+    @on_this_machine
+    def test_ffi_agrees_with_the_module(self):
+        ref = [0] * (2 * FRAME) + noise(8, 90 * FRAME + 100) + [0] * (20 * FRAME)
+        mic = [a + b // 100 for a, b in zip(echo_of(ref), noise(9, len(ref)))] + [50] * 300
+        for config in CONFIG, CONFIG.replace(b"mute_time = 0", b"mute_time = 1"), \
+                CONFIG.replace(b"512", b"160"):
+            self.write("aec.conf", config)
+            expected = self.cancel(mic, ref)
+            done = self.run_program(*FFI_CANCEL, "mic.wav", "ref.wav", "ffi.wav")
+            self.assertEqual((self.folder / "ffi.wav").read_bytes(), wav_bytes(expected))
+            bypassed, *others = self.counts(self.report)  # without the frame that was fed last
+            self.assertEqual(self.counts(done.stderr), [bypassed + 1, *others])
+            self.assertEqual(done.stdout, b"")
+            self.run_program(*LUAJIT, *CANCEL[len(LUA):], "mic.wav", "ref.wav", "ffi.wav")
+            self.assertEqual((self.folder / "ffi.wav").read_bytes(), wav_bytes(expected))
+        self.write("broken", b"aec = { taps = 0; }")
+        self.write("hdr", b"aec = { use_hdr = yes; }")
+        self.write("rate", b"aec = { freqs = 8000; nlp = { freqs = 8000; } }")
+        before = self.state()
+        self.fails(1, FFI_CANCEL, {
+            "none ref.wav out": "none: No such", "--config hdr mic.wav ref.wav out": "use_hdr",
+            "--config rate mic.wav ref.wav out": "16000 Hz, the configuration's 8000 Hz",
+            "--config broken mic.wav ref.wav out": "broken: taps = 0 cannot work"})
+        self.assertEqual(self.state(), before)
+        self.fails(2, [*LUA, EXAMPLES / "ffi.lua"], {"mic.wav ref.wav out": "this is for LuaJIT"})
+
+    def test_ffi_declares_what_the_headers_do(self):
+        cdef = re.search(r"cdef \[\[(.*?)\]\]", (EXAMPLES / "ffi.lua").read_text(), re.S)[1]
+        records = re.findall(r"typedef struct (\w+) (\{.*?\}) \w+;", cdef, re.S)
+        check = '#include "qel/qel.h"\n#include <stddef.h>\n'
+        # A prototype that differs from the header's does not compile.
+        check += re.sub(r"typedef struct \w+ (\{.*?\} )?\w+;", "", cdef, flags=re.S)
+        for name, body in records:
+            check += f"struct ffi_{name} {body};\n"
+            equal = [f"sizeof(struct ffi_{name}) == sizeof({name})"]
+            for field in re.findall(r"(\w+)(?:\[\d+\])?(?=[,;])", re.sub(r".*:.*", "", body)):
+                equal.append(f"offsetof(struct ffi_{name}, {field}) == offsetof({name}, {field})")
+            check += "".join(f'_Static_assert({one}, "{name}");\n' for one in equal)
+        self.assertEqual(len(records), 4)
+        self.run_program(os.environ["CC"], "--sysroot=" + os.environ["SYSROOT"], "-fsyntax-only",
+                         "-Werror", "-I", EXAMPLES.parent, "-xc", "-", stdin=check.encode())
 
 
 if __name__ == "__main__":
