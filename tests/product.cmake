@@ -71,10 +71,14 @@ function(qel_script name)
     set(name ${QEL_LABEL}.${name})
     add_test(NAME ${name} COMMAND ${arg_UNPARSED_ARGUMENTS}
              WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+    set(sanitizers ${QEL_SANITIZE})
+    if(NOT QEL_SANITIZE)  # a word for no
+        set(sanitizers)
+    endif()
     set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
                     QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
                     READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
-                    QEL_NEON=${QEL_HAVE_NEON} QEL_SANITIZE=${QEL_SANITIZE}
+                    QEL_NEON=${QEL_HAVE_NEON} QEL_SANITIZE=${sanitizers}
                     PYTHONDONTWRITEBYTECODE=1)
     set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
     if(arg_SOAK)
