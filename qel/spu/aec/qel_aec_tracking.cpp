@@ -5,6 +5,7 @@
 
 #include "qel/core/internal.hpp"
 #include "qel/spu/aec/keys.hpp"
+#include "qel/spu/svad/qel_svad.hpp"
 
 using qel::floats, qel::filter_part, qel::Tracking, qel::tracking_of;
 
@@ -112,6 +113,9 @@ bool is_echo_due(qel_aec* aec, bool active) {
 
 void align_reference(qel_aec* aec) {
     Tracking& t = *tracking_of(aec);
+    const qel_aec_cfg& cfg = *aec->cfg;
+    // Without the bypass nobody else has asked, and the silent reference must hold off too.
+    if (!cfg.use_bypass) is_echo_due(aec, !cfg.use_vad || aec->ref_vad->state == kSpeech);
     if (!t.aligner.align(floats(aec->mic_spec), floats(aec->ref_spec))) return;
     clear(aec->weights);
     refill_histories(aec, t);

@@ -93,7 +93,7 @@ bool Aligner::moves_to(int32_t best) {
 }
 
 bool Aligner::align(const float* mic, float* ref) {
-    ++frames_;
+    count(&frames_);
     newest_ = (newest_ + 1) % lags_;
     const size_t spectrum = 2 * sizes_.spectrum_bins();
     std::copy_n(ref, spectrum, ring_ + spectrum * static_cast<size_t>(newest_));

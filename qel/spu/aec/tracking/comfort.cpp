@@ -33,7 +33,7 @@ void Comfort::start(const Sizes& s) {
 }
 
 void Comfort::observe(const float* mic_power, const float* error_power) {
-    ++frames_;
+    count(&frames_);
     const int32_t first = sizes_.first;
     const bool settled = frames_ > kSettling;
     const auto count = static_cast<float>(settled ? frames_ - kSettling : 1);

@@ -70,7 +70,7 @@ void Kalman::raise_variance(float to) {
 void Kalman::update_prior(float mic, float ref) {
     const double h = sizes_.frame_time, m = mic;
     double z = ref;
-    ++prior_frames_;
+    count(&prior_frames_);
     const bool early = prior_frames_ * h <= kPriorEarlyTime;
     if (!early) z = std::min(z, 8 * ref_mean_);
     const double rate = std::max(h / kPriorTime, 1.0 / prior_frames_);
@@ -124,7 +124,7 @@ bool Kalman::step(const FilterFrame& f) {
     const kernels::Partitions& size = sizes_.filter;
     const int32_t first = sizes_.first, n = size.bins;
     float *error_power = error_power_ + first, *doubt = doubt_ + first;
-    ++frames_;
+    count(&frames_);
     kernels::measure_filter({.mic = f.mic,
                              .error = f.error,
                              .echo = f.echo,
@@ -182,7 +182,7 @@ bool Kalman::step(const FilterFrame& f) {
 float Kalman::uncertainty() const {
     const float* share = share_ + sizes_.first;
     return std::accumulate(share, share + sizes_.filter.bins, 0.0f) /
-           static_cast<float>(sizes_.filter.bins);
+           static_cast<float>(std::max(1, sizes_.filter.bins));
 }
 
 }  // namespace qel::tracking

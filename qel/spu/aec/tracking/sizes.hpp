@@ -9,6 +9,11 @@
 
 namespace qel::tracking {
 
+/// Counts frames; after years it stops, and a share of 1 / `frames` stays finite.
+inline void count(uint32_t* frames) {
+    if (*frames < UINT32_MAX) ++*frames;
+}
+
 struct Sizes {
     kernels::Partitions filter;  // its bins are those of a spectrum from `first` on
     int32_t first;
