@@ -5,10 +5,12 @@
 #include <cstring>
 #include <functional>
 #include <span>
+#include <string_view>
 
 #include "qel/math/fft/qel_fft.h"
 #include "qel/math/vector/qel_vector.h"
 #include "qel/spu/aec/qel_aec_stats.h"
+#include "qel/spu/aec/qel_aec_tracking.h"
 #include "tests/support/reference_aec.hpp"
 #include "tests/support/signals.hpp"
 
@@ -34,7 +36,7 @@ class Canceller {
         cfg_.use_vad = settings.vad;
         if (adjust) adjust(cfg_);
         qel_aec_cfg_update(&cfg_, nullptr);
-        aec_ = qel_aec_new(&cfg_);
+        aec_ = settings.tracking ? make_tracking(settings.tracking) : qel_aec_new(&cfg_);
     }
     ~Canceller() {
         qel_aec_delete(aec_);
@@ -47,6 +49,11 @@ class Canceller {
     qel_aec_stats stats() const {
         qel_aec_stats stats;
         qel_aec_get_stats(aec_, &stats);
+        return stats;
+    }
+    qel_aec_tracking_stats tracking() const {
+        qel_aec_tracking_stats stats;
+        qel_aec_get_tracking_stats(aec_, &stats);
         return stats;
     }
 
@@ -73,6 +80,18 @@ class Canceller {
     }
 
   private:
+    qel_aec* make_tracking(std::string_view switches) const {
+        const auto on = [switches](char letter) {
+            return switches.find(letter) == switches.npos ? 0u : 1u;
+        };
+        const qel_aec_tracking_cfg tracking = {.use_kalman = on('K'),
+                                               .use_residual = on('R'),
+                                               .use_align = on('A'),
+                                               .use_comfort = on('N'),
+                                               .flags_spare = 0};
+        return qel_aec_new_tracking(&cfg_, &tracking);
+    }
+
     qel_aec_cfg cfg_{};
     qel_aec* aec_ = nullptr;
 };

@@ -10,6 +10,9 @@
 struct AecSettings {
     int frame = 512, rate = 16000, taps = 4, banks = 24, offset = 0;
     bool nlp = true, vad = true;
+    // Letters of the tracking mode's switches that are on: Kalman, Residual, Align, Noise. Null:
+    // made without the mode. The yardstick has none.
+    const char* tracking = nullptr;
 };
 
 class ReferenceAec {
