@@ -75,7 +75,13 @@ TEST(Stream, ResetGivesAFreshCanceller) {
     const Call before = call(7, 50, 77), c = call(10, 60);
     // So quiet that a detector of windowed frames still hears it, but would not begin to.
     const Call faint{c.mic, to_pcm(white_noise(5, c.ref.size(), 10.6))};
-    for (const Call& then : {c, faint}) {
+    // An echo that comes late, of a reference that begins twice, in a room with noise.
+    Call late = call(10, 150);
+    for (const size_t from : {0u, 80u})
+        std::fill_n(late.ref.begin() + from * kFrame, 40 * kFrame, 0);
+    const Signal mic(late.mic.begin(), late.mic.end());
+    late.mic = delayed(to_pcm(mic + white_noise(12, mic.size(), 60)), 5000);
+    for (const Call& then : {c, faint, late}) {
         for (const AecSettings& s :
              {AecSettings{}, {.nlp = false}, {.vad = false}, {.tracking = "KRAN"}}) {
             Canceller used(s);
@@ -83,7 +89,10 @@ TEST(Stream, ResetGivesAFreshCanceller) {
             EXPECT_EQ(used.tracking().delay_frames > 0, s.tracking != nullptr);
             used.feed(before.mic, {});  // waits for its reference in vain
             used.reset();
-            EXPECT_EQ(used.feed(then.mic, then.ref), Canceller(s).feed(then.mic, then.ref));
+            Canceller fresh(s);
+            EXPECT_EQ(used.feed(then.mic, then.ref), fresh.feed(then.mic, then.ref));
+            EXPECT_EQ(used.tracking().path_changes, fresh.tracking().path_changes);
+            EXPECT_EQ(used.tracking().delay_changes, fresh.tracking().delay_changes);
         }
     }
 }
