@@ -43,6 +43,9 @@ std::string configuration(FuzzedDataProvider* input) {
     key("use_mute", flag(input));
     key("use_vad", flag(input));
     key("use_hdr", flag(input));
+    for (const char* name : {"use_kalman", "use_residual", "use_align", "use_comfort"}) {
+        key(name, flag(input));
+    }
     text += " nlp = {";
     key("freqs", value(input, 700, 32767));
     key("frame_size", value(input, 2, 700));

@@ -55,10 +55,12 @@ TEST(RealTime, AFrameNeedsNoMemoryNoStreamAndNoSystemCall) {
     const Pcm mic = to_pcm(white_noise(1, 160000, 9000));
     Pcm ref = mic;
     std::fill_n(ref.begin(), 10240, int16_t{0});
-    for (const int frame : {160, 512, 2048}) {
-        Canceller canceller({.frame = frame}, with_mute);
-        EXPECT_EXIT(feed_confined(canceller, mic, ref, static_cast<size_t>(frame)),
-                    testing::ExitedWithCode(0), "");
+    for (const char* tracking : {static_cast<const char*>(nullptr), "KRAN"}) {
+        for (const int frame : {160, 512, 2048}) {
+            Canceller canceller({.frame = frame, .tracking = tracking}, with_mute);
+            EXPECT_EXIT(feed_confined(canceller, mic, ref, static_cast<size_t>(frame)),
+                        testing::ExitedWithCode(0), "");
+        }
     }
 }
 

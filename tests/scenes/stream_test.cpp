@@ -5,6 +5,7 @@
 #include "tests/support/canceller.hpp"
 #include "tests/support/failing_alloc.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/states.hpp"
 
 namespace {
 
@@ -51,6 +52,8 @@ TEST(Stream, PiecesGiveWhatTheWholeGives) {
     EXPECT_EQ(std::memcmp(out, whole.data(), 24 * 1024), 0);
     for (const size_t bytes : {3u, 1022u, 1024u, 1026u, 7000u})
         EXPECT_EQ(Canceller().feed(c.mic, c.ref, bytes), whole) << bytes << " bytes";
+    EXPECT_EQ(Canceller({.tracking = "KRAN"}).feed(c.mic, c.ref, 999),
+              Canceller({.tracking = "KRAN"}).feed(c.mic, c.ref));
     Call padded = c;  // as the end does, with zeros
     padded.mic.resize(25 * kFrame);
     padded.ref.resize(25 * kFrame);
@@ -72,13 +75,24 @@ TEST(Stream, ResetGivesAFreshCanceller) {
     const Call before = call(7, 50, 77), c = call(10, 60);
     // So quiet that a detector of windowed frames still hears it, but would not begin to.
     const Call faint{c.mic, to_pcm(white_noise(5, c.ref.size(), 10.6))};
-    for (const Call& then : {c, faint}) {
-        for (const AecSettings& s : {AecSettings{}, {.nlp = false}, {.vad = false}}) {
+    // An echo that comes late, of a reference that begins twice, in a room with noise.
+    Call late = call(10, 150);
+    for (const size_t from : {0u, 80u})
+        std::fill_n(late.ref.begin() + from * kFrame, 40 * kFrame, 0);
+    const Signal mic(late.mic.begin(), late.mic.end());
+    late.mic = delayed(to_pcm(mic + white_noise(12, mic.size(), 60)), 5000);
+    for (const Call& then : {c, faint, late}) {
+        for (const AecSettings& s :
+             {AecSettings{}, {.nlp = false}, {.vad = false}, {.tracking = "KRAN"}}) {
             Canceller used(s);
-            used.feed(before.mic, before.ref);
+            used.feed(delayed(before.mic, 5000), before.ref);
+            EXPECT_EQ(used.tracking().delay_frames > 0, s.tracking != nullptr);
             used.feed(before.mic, {});  // waits for its reference in vain
             used.reset();
-            EXPECT_EQ(used.feed(then.mic, then.ref), Canceller(s).feed(then.mic, then.ref));
+            Canceller fresh(s);
+            EXPECT_EQ(used.feed(then.mic, then.ref), fresh.feed(then.mic, then.ref));
+            EXPECT_EQ(used.tracking().path_changes, fresh.tracking().path_changes);
+            EXPECT_EQ(used.tracking().delay_changes, fresh.tracking().delay_changes);
         }
     }
 }
@@ -107,12 +121,14 @@ TEST(Stream, LoudSamplesOf32BitsDoNotDeafenItForEver) {
     Signal mic = echo(ref, 1e18, room_response(2, 0.01, 0.05, kSecond));
     for (size_t i = 0; i < kSecond; ++i) mic[i] *= 1100;
     for (const int16_t gain : {12, 24}) {
-        Canceller canceller({}, [gain](qel_aec_cfg& cfg) {
-            cfg.use_hdr = 1;
-            cfg.hdr_gain_db = gain;
-        });
-        canceller.feed(widened(mic, 16), widened(ref, 16));
-        EXPECT_GT(canceller.stats().smoothed.reduction_db, 25) << gain;
+        for (const char* tracking : {"", "KRAN"}) {
+            Canceller canceller({.tracking = tracking}, [gain](qel_aec_cfg& cfg) {
+                cfg.use_hdr = 1;
+                cfg.hdr_gain_db = gain;
+            });
+            canceller.feed(widened(mic, 16), widened(ref, 16));
+            EXPECT_GT(canceller.stats().smoothed.reduction_db, 25) << gain << ' ' << tracking;
+        }
     }
 }
 
@@ -184,37 +200,53 @@ TEST(Stream, ALostFrameTakesItsPartnerAlong) {
 }
 
 TEST(Stream, RecoversFromWhateverItHeard) {
-    const Call c = call(25, 120);
+    const Call c = call(25, 480);
     const size_t second = kSecond / kFrame * kFrame;
     const Pcm zeros(second), stuck(second, int16_t{-32768}),
         noise = to_pcm(white_noise(26, second, 32768));
-    const Pcm talk = to_pcm(speech(27, second, kSecond, 2000));
-    // A full-scale reference holds the adaptation back for minutes, since its smoothed power falls
-    // slowly. A NaN that lodged would silence the output: an endless reduction.
+    const Signal voice = speech(27, second, kSecond, 2000);
+    const Pcm talk = to_pcm(voice), offset(second, int16_t{9000});
+    Signal inverse = voice, sine = voice;
+    for (size_t i = 0; i < second; ++i) {
+        inverse[i] = -voice[i];
+        sine[i] = 9000 * std::sin(0.3 * static_cast<double>(i));
+    }
+    const Pcm against = to_pcm(inverse), tone = to_pcm(sine);
+    // A full-scale reference holds the default adaptation back for minutes, since its smoothed
+    // power falls slowly; the tracking mode is over it after ten seconds. A NaN that lodged would
+    // silence the output: an endless reduction.
     const struct {
         const char* what;
         const Pcm &mic, &ref;
-        double lost;  // dB of reduction at most
+        double lost;  // dB of reduction at most, by default
     } cases[] = {{"digital silence", zeros, zeros, 0.1},
                  {"digitally silent microphone beside speech", zeros, talk, 1},
-                 {"digitally silent microphone beside full scale", zeros, noise, 15},
-                 {"full scale in both", noise, noise, 15},
-                 {"a stuck microphone", stuck, noise, 15},
-                 {"a stuck reference", noise, stuck, 0.1}};
+                 {"digitally silent microphone beside full scale", zeros, noise, 12},
+                 {"full scale in both", noise, noise, 12},
+                 {"a stuck microphone", stuck, noise, 12},
+                 {"a stuck reference", noise, stuck, 0.1},
+                 {"a constant in both", offset, offset, 0.1},
+                 {"a constant microphone", offset, talk, 0.1},
+                 {"a tone", tone, tone, 1},
+                 {"the reference itself", talk, talk, 1},
+                 {"the reference inverted", against, talk, 1}};
     // The last second, when the filter has found the echo again.
     const auto reduction = [&](Canceller& canceller) {
         const Pcm out = canceller.feed(c.mic, c.ref);
         const size_t from = out.size() - second;
         return erle_db(part(c.mic, from, out.size()), part(out, from, out.size()));
     };
-    Canceller fresh;
-    const double best = reduction(fresh);
-    for (const auto& before : cases) {
-        Canceller canceller;
-        canceller.feed(before.mic, before.ref);
-        const double gained = reduction(canceller) - best;
-        EXPECT_GT(gained, -before.lost) << before.what;
-        EXPECT_LT(gained, 1) << before.what;
+    for (const char* tracking : {"", "KRA"}) {
+        Canceller fresh({.tracking = tracking});
+        const double best = reduction(fresh);
+        for (const auto& before : cases) {
+            Canceller canceller({.tracking = tracking});
+            canceller.feed(before.mic, before.ref);
+            EXPECT_TRUE(all_states(*canceller.get(), is_finite)) << before.what;
+            const double gained = reduction(canceller) - best;
+            EXPECT_GT(gained, *tracking ? -0.5 : -before.lost) << before.what;
+            EXPECT_LT(gained, 8) << before.what;
+        }
     }
 }
 

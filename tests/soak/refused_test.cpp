@@ -160,7 +160,8 @@ TEST(Refused, EveryAllocationInTurn) {
     folder.write("common", "rate = 8000; list = [ 1, ${rate}, \"two\" ]");
     path = folder.write("aec.conf",
                         "common = { #include ${pwd}/common;\n }\n"
-                        "aec = { use_vad = 1; frame_size = 8; nlp = { frame_size = 8; } }");
+                        "aec = { use_vad = 1; frame_size = 8; nlp = { frame_size = 8; }"
+                        " use_kalman = 1; use_residual = 1; use_align = 1; use_comfort = 1; }");
     json = "{\"qelCfgFile\":\"" + path + "\",\"frameLen\":8}";
     const struct {
         bool (*work)();

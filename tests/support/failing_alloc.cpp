@@ -11,12 +11,13 @@ namespace {
 
 bool active = false;
 int64_t asked = 0, first_refused = 0, end_refused = 0;
-size_t bytes_asked = 0;
+size_t last_asked = 0, bytes_asked = 0;
 
 /// Notes one allocation; true when it must fail.
 bool refuse(size_t bytes) {
     if (!active) return false;
-    bytes_asked = bytes;
+    last_asked = bytes;
+    bytes_asked += bytes;
     const int64_t index = asked++;
     return index >= first_refused && index < end_refused;
 }
@@ -25,6 +26,7 @@ bool refuse(size_t bytes) {
 
 FailingAlloc::FailingAlloc(int64_t allowed, int64_t refused) {
     asked = 0;
+    bytes_asked = 0;
     first_refused = allowed;
     end_refused = allowed + refused;
     active = true;
@@ -33,7 +35,8 @@ FailingAlloc::FailingAlloc(int64_t allowed, int64_t refused) {
 FailingAlloc::~FailingAlloc() { active = false; }
 
 int64_t FailingAlloc::count() { return asked; }
-size_t FailingAlloc::last_bytes() { return bytes_asked; }
+size_t FailingAlloc::last_bytes() { return last_asked; }
+size_t FailingAlloc::bytes() { return bytes_asked; }
 
 extern "C" {
 void* __wrap_malloc(size_t bytes) { return refuse(bytes) ? nullptr : __real_malloc(bytes); }

@@ -15,6 +15,7 @@ class FailingAlloc {
 
     /// Allocations asked for since this object was made.
     static int64_t count();
-    /// Bytes that the last of them asked for.
+    /// Bytes that the last of them asked for, and that all did.
     static size_t last_bytes();
+    static size_t bytes();
 };

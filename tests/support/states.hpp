@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "qel/spu/aec/qel_aec.h"
+#include "qel/spu/aec/qel_aec_tracking.hpp"
 
 /// Whether `holds` is true of every number in the instance's vectors and smoothed values.
 template <class Holds>
@@ -18,6 +18,10 @@ bool all_states(const qel_aec& aec, Holds holds) {
         }
         return true;
     };
+    // The tracking mode's minima are infinite where nothing was seen yet.
+    const qel::Tracking* t = qel::tracking_of(&aec);
+    const auto holds_or_unseen = [&](float x) { return x == HUGE_VALF || holds(x); };
+    if (t && !std::all_of(t->memory, t->memory + t->floats, holds_or_unseen)) return false;
     const qel_aec_nlp* nlp = aec.nlp;
     return all(&aec.mic, aec.ref) && all(&aec.mic_pass, aec.mic_pass) &&
            all(&aec.window, aec.post_error) &&

@@ -32,6 +32,7 @@ constexpr float kChangeSmoothing = 0.7f;  // in 32 ms
 constexpr float kChangeRatio = 1.1f;      // error to microphone
 constexpr float kExcessSmoothing = 0.5f;  // in 32 ms
 constexpr float kExcessMost = 0.3f;
+constexpr float kFaint = 0.05f;         // of its mean: a microphone that tells no excess
 constexpr float kCalmTime = 0.3f;       // s from a change to the next of the second kind
 constexpr float kHarmfulScale = 0.5f;   // what stays of weights that do harm
 constexpr float kWrongVariance = 0.3f;  // of the prior, where weights are wrong
@@ -105,16 +106,22 @@ void Kalman::update_prior(float mic, float ref) {
 /// Two signs of a change, over the bins that are heard. An error louder than the microphone: the
 /// filter does harm. And the echo estimate standing in the error, in bin after bin, where a talker
 /// or noise would have any sign: that shows a wrong filter within a frame or two and is blind to
-/// double talk.
+/// double talk. Where the microphone is faint, as between syllables in a still room, all that is
+/// left is the estimate of a filter that is right but for its end.
 Kalman::Change Kalman::look_for_change(const kernels::FilterSums& sums) {
     worse_ = sums.error > sums.mic;
     error_sum_ = change_decay_ * error_sum_ + sums.error;
     mic_sum_ = change_decay_ * mic_sum_ + sums.mic;
-    excess_sum_ = excess_decay_ * excess_sum_ + sums.excess;
-    excess_bins_ = excess_decay_ * excess_bins_ + static_cast<float>(sizes_.filter.bins - heard_);
+    const bool faint = sums.stressed_mic < kFaint * static_cast<float>(mic_mean_);
+    if (!faint) {
+        const auto bins = static_cast<float>(sizes_.filter.bins - heard_);
+        excess_sum_ = excess_decay_ * excess_sum_ + sums.excess;
+        excess_bins_ = excess_decay_ * excess_bins_ + bins;
+    }
     if (calm_frames_ > 0) --calm_frames_;
     const bool harmful = error_sum_ > kChangeRatio * mic_sum_;
-    const bool wrong = calm_frames_ == 0 && std::abs(excess_sum_) > kExcessMost * excess_bins_;
+    const bool wrong =
+        !faint && calm_frames_ == 0 && std::abs(excess_sum_) > kExcessMost * excess_bins_;
     if (frames_ <= 3 || !(harmful || wrong)) return Change::kNone;
     ++changes_;
     error_sum_ = mic_sum_ = excess_sum_ = excess_bins_ = 0;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 #include "qel/spu/aec/kernels/tracking.hpp"
 
