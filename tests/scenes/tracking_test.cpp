@@ -72,7 +72,7 @@ TEST(Tracking, GainsWhereItIsMeantToAndKeepsTheNearEnd) {
         {"nothing happens", "KRAN", {}, 25, 8},
         {"another room", "K", {.delay = 0.02, .room = 20, .then_room = 31}, -4, 12},
         {"another room", "KR", {.delay = 0.02, .room = 20, .then_room = 31}, 2, 15},
-        {"another room", "KRA", {.delay = 0.02, .room = 23, .then_room = 34}, 10, 20},
+        {"another room", "KRA", {.delay = 0.02, .room = 23, .then_room = 34}, -1, 20},
         {"a clipping loudspeaker, where R costs", "KR", {.clip = 3000}, 3, 12, 1.5},
         {"RT60 0.8 s", "KR", {.rt60 = 0.8}, 20, 1},
         {"100 ms: within the filter's reach", "KRA", {.delay = 0.1}, 30, -25},
@@ -173,6 +173,11 @@ TEST(Tracking, TheLastEchoIsTakenToo) {
 
 TEST(Tracking, NoDelayIsMistaken) {
     constexpr size_t kFrame = 512, kSecond = 16000, kTotal = 4 * kSecond;
+#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__)
+    constexpr int kDelays = 20;
+#else
+    constexpr int kDelays = 2;  // emulated, or slow
+#endif
     std::mt19937 random(1);
     int late = 0;
     for (uint32_t room = 0; room < 10; ++room) {
@@ -182,7 +187,7 @@ TEST(Tracking, NoDelayIsMistaken) {
         // In every second room somebody talks at half the echo's level.
         const Signal near_end = speech(80 + room, kTotal, kSecond, room % 2 ? 500 : 1);
         const Signal rest = near_end + white_noise(room, kTotal, 60);
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < kDelays; ++i) {
             const size_t delay = random() % (kSecond / 2);
             const Pcm echo = delayed(heard, delay);
             const Pcm mic = to_pcm(Signal(echo.begin(), echo.end()) + rest);
@@ -200,7 +205,7 @@ TEST(Tracking, NoDelayIsMistaken) {
             late += found_at > kSecond;
         }
     }
-    EXPECT_LT(late, 40) << "of 200";
+    EXPECT_LT(late, 2 * kDelays) << "of " << 10 * kDelays;
 }
 
 /// Median levels of the blocks from `from` to `to`, s, in five bands of an octave, dB.
