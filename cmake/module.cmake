@@ -14,6 +14,9 @@ add_library(qel::echo ALIAS echo)
 # Lua's symbols stay undefined: they come from the host interpreter.
 target_link_options(echo PRIVATE -Wl,--version-script=${export_map} -Wl,--as-needed)
 
+set(QEL_LUA_DIR ${CMAKE_INSTALL_LIBDIR}/lua/5.1 CACHE STRING
+    "Where Lua 5.1 looks for modules, absolute or below the prefix")
+
 # The same job as examples/cancel.lua, from C.
 add_executable(cancel examples/cancel.c)
 target_link_libraries(cancel PRIVATE echo m)
