@@ -1,6 +1,6 @@
 # What the library calls: Lua 5.1's embedding API (headers only, its symbols come from the host
 # interpreter) and cJSON. Both are looked up through the compiler's or toolchain's own paths.
-find_path(LUA_INCLUDE_DIR lua.h PATH_SUFFIXES lua5.1 lua51 lua-5.1 lua
+find_path(LUA_INCLUDE_DIR lua.h PATH_SUFFIXES lua5.1 lua51 lua-5.1 lua luajit-2.1
           DOC "Directory of Lua 5.1's lua.h")
 find_path(CJSON_INCLUDE_DIR cjson/cJSON.h DOC "Directory that holds cjson/cJSON.h")
 find_library(CJSON_LIBRARY cjson DOC "The cJSON library")

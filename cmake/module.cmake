@@ -8,21 +8,14 @@ set_target_properties(echo PROPERTIES
     PREFIX "" OUTPUT_NAME echo SUFFIX .so LINKER_LANGUAGE C
     LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}
     LINK_DEPENDS ${export_map})
-target_include_directories(echo INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(echo INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                           $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+add_library(qel::echo ALIAS echo)
 # Lua's symbols stay undefined: they come from the host interpreter.
 target_link_options(echo PRIVATE -Wl,--version-script=${export_map} -Wl,--as-needed)
 
 set(QEL_LUA_DIR ${CMAKE_INSTALL_LIBDIR}/lua/5.1 CACHE STRING
     "Where Lua 5.1 looks for modules, absolute or below the prefix")
-# qel.pc finds its prefix from where it lies, so that an installed tree can be moved.
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
-           OUTPUT_VARIABLE up_to_prefix)
-cmake_path(ABSOLUTE_PATH QEL_LUA_DIR BASE_DIRECTORY "\${prefix}" OUTPUT_VARIABLE module_dir)
-configure_file(cmake/qel.pc.in qel.pc @ONLY)
-install(TARGETS echo LIBRARY DESTINATION ${QEL_LUA_DIR})
-install(DIRECTORY qel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h
-        PATTERN generic EXCLUDE PATTERN neon EXCLUDE PATTERN x86 EXCLUDE PATTERN simd EXCLUDE)
-install(FILES ${PROJECT_BINARY_DIR}/qel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The same job as examples/cancel.lua, from C.
 add_executable(cancel examples/cancel.c)

@@ -78,8 +78,8 @@ function(qel_script name)
     set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
                     QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
                     READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
-                    QEL_NEON=${QEL_HAVE_NEON} QEL_SANITIZE=${sanitizers}
-                    PYTHONDONTWRITEBYTECODE=1)
+                    TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE} QEL_NEON=${QEL_HAVE_NEON}
+                    QEL_SANITIZE=${sanitizers} PYTHONDONTWRITEBYTECODE=1)
     set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
     if(arg_SOAK)
         set_tests_properties(${name} PROPERTIES LABELS soak TIMEOUT 86400)
@@ -128,8 +128,13 @@ if(NOT QEL_SANITIZE STREQUAL "thread")  # which has no business in a shell's chi
     qel_script(examples ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/examples/examples_test.py)
 endif()
 qel_script(c_page ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/examples/c_page_test.py)
-if(NOT emulator AND NOT QEL_SANITIZE)
+if(NOT QEL_SANITIZE)
     qel_script(install ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/abi/install_test.py)
+endif()
+# What does not depend on the build, once.
+if(NOT emulator AND NOT QEL_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    qel_script(configure ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/abi/configure_test.py)
+    qel_script(recipes ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/abi/recipes_test.py)
     qel_script(layers ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/check_layers)
     qel_script(format ${PROJECT_SOURCE_DIR}/tools/format --check)
     set_tests_properties(${QEL_LABEL}.format PROPERTIES SKIP_RETURN_CODE 77)

@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the given groups need; done in no time if all are there.
-#   tools/setup.sh GROUP...      groups: build, test, demo, bench, armhf, arm64, clang
+#   tools/setup.sh GROUP...      groups: build, test, demo, bench, armhf, arm64, clang, packages
 set -euo pipefail
 
 declare -A groups=(
     [build]="gcc g++ cmake ninja-build lua5.1 liblua5.1-0-dev libcjson-dev"
     [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
-            lua5.2 lua5.3 lua5.4 luajit"
+            lua5.2 lua5.3 lua5.4 luajit git luarocks"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
     [bench]="python3 libbenchmark-dev libfftw3-dev libwebrtc-audio-processing-dev"
     [armhf]="g++-arm-linux-gnueabihf qemu-user"
     [arm64]="g++-aarch64-linux-gnu qemu-user"
     [clang]="clang libclang-rt-14-dev clang-format"
+    [packages]="debootstrap dpkg-dev lintian pkg-config"
 )
 
 # The given packages that are not installed.

@@ -1,17 +1,14 @@
-"""What a user gets: the module in a prefix of his own, which a C program finds through pkg-config."""
+"""What a user gets: the installed tree, which a C project finds through CMake and through
+pkg-config, moved elsewhere or below a sysroot, and which Lua finds."""
 import os
 import pathlib
 import subprocess
 import tempfile
 import unittest
 
-PROGRAM = """
-#include <stdio.h>
-
-#include "qel/qel.h"
-
-int main(void) { return puts(qel_api_aec_get_version()) < 0; }
-"""
+CMAKE, CC, SYSROOT = os.environ["CMAKE"], os.environ["CC"], os.environ["SYSROOT"]
+TOOLCHAIN = os.environ["TOOLCHAIN"]
+USER = pathlib.Path(__file__).parent / "user"
 
 
 def output(*command, **environment):
@@ -21,30 +18,70 @@ def output(*command, **environment):
 
 
 class Install(unittest.TestCase):
-    def setUp(self):
+    @classmethod
+    def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        first = self.folder / "first"
-        output(os.environ["CMAKE"], "--install", os.environ["QEL_BUILD"], "--prefix", first)
-        self.prefix = first.rename(self.folder / "moved")
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        install = CMAKE, "--install", os.environ["QEL_BUILD"], "--prefix"
+        output(*install, cls.folder / "first")
+        cls.moved = (cls.folder / "first").rename(cls.folder / "moved")
+        cls.stage = cls.folder / "stage"  # a device's tree: prefix /usr below it
+        output(*install, "/usr", DESTDIR=str(cls.stage))
 
-    def test_c_program_builds_and_runs_through_pkg_config(self):
-        source, program = self.folder / "user.c", self.folder / "user"
-        source.write_text(PROGRAM)
-        [pc] = self.prefix.rglob("qel.pc")
-        flags = output("pkg-config", "--cflags", "--libs", "qel", PKG_CONFIG_PATH=str(pc.parent))
-        self.assertNotIn(str(self.folder / "first"), flags)
-        output(os.environ["CC"], "-std=c99", "-pedantic-errors", "-Werror", source, "-o", program,
-               *flags.split())
-        self.assertEqual(output(program), "spu/aec v1.0.8\n")
+    def starts(self, program, config, **environment):
+        # The banner of the module comes first.
+        said = output(*os.environ["QEL_EMULATOR"].split(), program, config, **environment)
+        self.assertEqual(said.splitlines()[-1], "spu/aec v1.0.8, 1024 bytes")
 
-    def test_lua_finds_the_module_and_headers_are_public_ones(self):
-        [module] = self.prefix.rglob("echo.so")
-        said = output(os.environ["LUA"], "-e", "print(type(require('echo').new))",
+    def build_by_pkg_config(self, name, **environment):
+        flags = output("pkg-config", "--cflags", "--libs", "qel", **environment).split()
+        program = self.folder / name
+        sources = USER / "main.c", USER / "cancel.c"
+        output(CC, *([f"--sysroot={SYSROOT}"] if SYSROOT else []), "-std=c99", "-pedantic-errors",
+               "-Werror", *sources, "-o", program, *flags)
+        return program, flags
+
+    def build_by_cmake(self, name, tree):
+        compiler = (f"-DCMAKE_TOOLCHAIN_FILE={USER.parents[2] / TOOLCHAIN}" if TOOLCHAIN else
+                    f"-DCMAKE_C_COMPILER={CC}")
+        output(CMAKE, "-S", USER, "-B", self.folder / name, f"-DCMAKE_FIND_ROOT_PATH={tree}",
+               f"-DCMAKE_PREFIX_PATH={tree}", compiler)
+        output(CMAKE, "--build", self.folder / name)
+        return self.folder / name / "user"
+
+    def test_c_project_uses_a_moved_tree(self):
+        config = self.moved / "etc/qel/aec.conf"
+        [pc] = self.moved.rglob("qel.pc")
+        program, _ = self.build_by_pkg_config("moved_pc", PKG_CONFIG_PATH=str(pc.parent))
+        self.starts(program, config)
+        self.starts(self.build_by_cmake("moved_cmake", self.moved), config)
+
+    def test_c_project_uses_a_sysroot(self):
+        config = self.stage / "etc/qel/aec.conf"
+        [pc], [module] = self.stage.rglob("qel.pc"), self.stage.rglob("echo.so")
+        on_device = module.parent.relative_to(self.stage)
+        there = {"LD_LIBRARY_PATH": str(module.parent)}
+        program, flags = self.build_by_pkg_config("sysroot_pc", PKG_CONFIG_LIBDIR=str(pc.parent),
+                                                  PKG_CONFIG_SYSROOT_DIR=str(self.stage))
+        self.assertIn(f"-I{self.stage}/usr/include", flags)
+        self.assertIn(f"-Wl,-rpath,/{on_device}", flags)
+        self.starts(program, config, **there)
+        self.starts(self.build_by_cmake("sysroot_cmake", self.stage / "usr"), config, **there)
+
+    def test_lua_finds_module_and_examples_their_configuration(self):
+        [module] = self.moved.rglob("echo.so")
+        lua = os.environ["LUA"]
+        said = output(lua, "-e", "print(type(require('echo').new))",
                       LUA_CPATH=f"{module.parent}/?.so")
-        self.assertEqual(said, "function\n")
-        headers = {path.suffix for path in (self.prefix / "include").rglob("*") if path.is_file()}
+        self.assertEqual(said.splitlines()[-1], "function")
+        self.assertTrue((self.moved / "share/doc/qel/conf/aec.conf").samefile(
+            self.moved / "etc/qel/aec.conf"))
+        self.assertEqual((self.stage / "usr/share/doc/qel/conf").readlink(),
+                         pathlib.Path("/etc/qel"))
+
+    def test_headers_are_public_ones(self):
+        headers = {path.suffix for path in (self.moved / "include").rglob("*") if path.is_file()}
         self.assertEqual(headers, {".h"})
 
 

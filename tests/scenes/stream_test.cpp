@@ -62,8 +62,8 @@ TEST(Stream, PiecesGiveWhatTheWholeGives) {
     padded.ref.resize(24 * kFrame);
     EXPECT_EQ(Canceller().feed(padded.mic, padded.ref, 1024, true), whole);
 
-    const size_t lead = 10 * kFrame + 100;
-    const auto rest = [lead](const Pcm& x) { return part(x, lead, x.size()); };
+    constexpr size_t lead = 10 * kFrame + 100;
+    const auto rest = [](const Pcm& x) { return part(x, lead, x.size()); };
     Canceller mic_first, ref_first;  // which do not meet either
     EXPECT_TRUE(mic_first.feed(part(c.mic, 0, lead), {}).empty()) << "a lone signal waits";
     EXPECT_TRUE(ref_first.feed({}, part(c.ref, 0, lead)).empty());

@@ -32,7 +32,7 @@ size_t times(size_t in_short, size_t in_long) {
 /// What the program holds, in bytes: exact with a sanitizer. Else glibc counts the freed blocks
 /// that a thread keeps, and the resident pages count too, unless they are an emulator's.
 struct Memory {
-    static constexpr bool exact() { return __sanitizer_get_current_allocated_bytes != nullptr; }
+    static bool exact() { return __sanitizer_get_current_allocated_bytes != nullptr; }
     size_t heap = exact() ? __sanitizer_get_current_allocated_bytes()
                           : mallinfo2().uordblks + mallinfo2().hblkhd;
     size_t pages = 0;

@@ -195,7 +195,7 @@ void correlate_probes(const Correlation& correlation, Width width) {
             const float mic_re = c.mic[i], mic_im = c.mic[kProbes + i];
             const float m = mic_re * mic_re + mic_im * mic_im;
             // What overflowed has no phase, whatever a processor makes of its root.
-            const float mic_scale = (m > 0.0f) & (m < 1e30f) ? over_root(1.0f, m) : 0.0f;
+            const float mic_scale = ((m > 0.0f) & (m < 1e30f)) ? over_root(1.0f, m) : 0.0f;
             heard_re[i] = mic_scale * mic_re;
             heard_im[i] = mic_scale * mic_im;
         }

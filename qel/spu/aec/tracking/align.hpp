@@ -5,6 +5,8 @@
 // distance.
 #pragma once
 
+#include <initializer_list>
+
 #include "qel/spu/aec/tracking/sizes.hpp"
 
 namespace qel::tracking {

@@ -3,6 +3,8 @@
 // Speech and Audio Processing 9(5), 2001), bin by bin.
 #pragma once
 
+#include <initializer_list>
+
 #include "qel/spu/aec/tracking/sizes.hpp"
 
 namespace qel::tracking {

@@ -8,6 +8,8 @@
 // ICASSP 2014.
 #pragma once
 
+#include <initializer_list>
+
 #include "qel/spu/aec/tracking/sizes.hpp"
 
 namespace qel::tracking {

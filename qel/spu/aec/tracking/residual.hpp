@@ -6,6 +6,8 @@
 // smoothing and minimum statistics", IEEE Transactions on Speech and Audio Processing 9(5), 2001.
 #pragma once
 
+#include <initializer_list>
+
 #include "qel/spu/aec/tracking/sizes.hpp"
 
 namespace qel::tracking {
