@@ -73,8 +73,8 @@ function(qel_script name)
              WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
     set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
                     QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
-                    READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
-                    TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
+                    READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER}
+                    SYSROOT=${CMAKE_SYSROOT} TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
                     QEL_NEON=${QEL_HAVE_NEON} PYTHONDONTWRITEBYTECODE=1)
     set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
     if(arg_SOAK)
