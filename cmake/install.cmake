@@ -1,5 +1,5 @@
-# What `cmake --install` brings, by the components that packages are made of: runtime, dev, and, where
-# they are built, tools and pipewire.
+# What `cmake --install` brings, by the components that packages are made of: runtime, dev, and
+# tools and pipewire where those are built.
 # Paths below the prefix are kept relative, so that an installed tree can be moved.
 set(module_destination ${QEL_LUA_DIR})
 cmake_path(IS_PREFIX CMAKE_INSTALL_PREFIX ${QEL_LUA_DIR} below_prefix)

@@ -1,7 +1,7 @@
 # Writes the recipes for LuaRocks, Buildroot, Yocto and OpenWrt, and the archive of the sources that
-# they fetch, into build/recipes or OUT. Version, licence, homepage and checksums stand in none of the
-# templates beside this file: the first three come from cmake/identity.cmake, or from the command
-# line, the archive from git's last commit.
+# they fetch, into build/recipes or OUT. Version, licence, homepage and checksums stand in none of
+# the templates beside this file: the first three come from cmake/identity.cmake, or from the
+# command line, the archive from git's last commit.
 #   cmake [-DQEL_HOMEPAGE=URL] [-DQEL_LICENSE=NAME -DQEL_LICENSE_FILE=FILE] [-DOUT=FOLDER]
 #         -P packaging/recipes.cmake
 cmake_minimum_required(VERSION 3.25)
@@ -34,7 +34,8 @@ execute_process(COMMAND git -C ${QEL_ROOT} archive --prefix=qel-${QEL_VERSION}/ 
                 COMMAND_ERROR_IS_FATAL ANY)
 file(SHA256 ${source} source_sha256)
 foreach(kind luarocks buildroot yocto openwrt)
-    file(GLOB_RECURSE templates RELATIVE ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/${kind}/*)
+    file(GLOB_RECURSE templates RELATIVE ${CMAKE_CURRENT_LIST_DIR}
+         ${CMAKE_CURRENT_LIST_DIR}/${kind}/*)
     foreach(template ${templates})
         string(CONFIGURE ${template} recipe @ONLY)
         configure_file(${CMAKE_CURRENT_LIST_DIR}/${template} ${OUT}/${recipe} @ONLY)

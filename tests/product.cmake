@@ -77,9 +77,10 @@ function(qel_script name)
     endif()
     set(environment QEL_EMULATOR=${emulator} LUA=${lua} LUA_CPATH=${PROJECT_BINARY_DIR}/?.so
                     QEL_PRELOAD=${preload} QEL_BUILD=${PROJECT_BINARY_DIR} NM=${CMAKE_NM}
-                    READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER} SYSROOT=${CMAKE_SYSROOT}
-                    TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE} QEL_NEON=${QEL_HAVE_NEON}
-                    QEL_SANITIZE=${sanitizers} PYTHONDONTWRITEBYTECODE=1)
+                    READELF=${CMAKE_READELF} CMAKE=${CMAKE_COMMAND} CC=${CMAKE_C_COMPILER}
+                    SYSROOT=${CMAKE_SYSROOT} TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
+                    QEL_NEON=${QEL_HAVE_NEON} QEL_SANITIZE=${sanitizers}
+                    PYTHONDONTWRITEBYTECODE=1)
     set_tests_properties(${name} PROPERTIES LABELS ${QEL_LABEL} ENVIRONMENT "${environment}")
     if(arg_SOAK)
         set_tests_properties(${name} PROPERTIES LABELS soak TIMEOUT 86400)

@@ -1,4 +1,4 @@
-"""The recipes of other build systems: complete, in step with the sources, and for LuaRocks working."""
+"""The recipes of other build systems: in step with the sources, and for LuaRocks working."""
 import hashlib
 import os
 import pathlib
