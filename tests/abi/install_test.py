@@ -44,6 +44,8 @@ class Install(unittest.TestCase):
         said = output(os.environ["LUA"], "-e", "print(type(require('echo').new))",
                       LUA_CPATH=f"{module.parent}/?.so")
         self.assertEqual(said, "function\n")
+        for program in self.prefix.rglob("qel-aec"):
+            self.assertIn("spu/aec", output(program, "--version", LD_LIBRARY_PATH=""))
         headers = {path.suffix for path in (self.prefix / "include").rglob("*") if path.is_file()}
         self.assertEqual(headers, {".h"})
 
