@@ -121,7 +121,6 @@ Canceller::Canceller(const std::string& path, const Changes& changes)
     if (!changes.empty()) review_changes(text);
     api_.reset(qel_api_aec_new_text(text.data(), static_cast<uint32_t>(text.size())));
     if (!api_) throw Failure(path + ": " + qel_api_aec_last_error());
-    if (cfg().use_hdr) throw Failure(path + ": use_hdr is on: recordings are read as 16 bits here");
 }
 
 qel_aec_tracking_cfg Canceller::tracking() const {

@@ -384,6 +384,9 @@ int run(const Options& options) {
     inputs.emplace_back(options.configuration);
     if (!options.near.empty()) inputs.emplace_back(options.near);
     Canceller canceller(options.configuration, options.changes);
+    if (canceller.cfg().use_hdr) {
+        throw Failure(options.configuration + ": use_hdr is on, and recordings are fed as 16 bits");
+    }
     const Signals signals = read_signals(options, canceller);
     Outputs outputs(options.folder, inputs);
     const std::string wav = outputs.add("out.wav");
