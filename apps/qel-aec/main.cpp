@@ -30,8 +30,8 @@ int run(int argc, char** argv) {
         "--version", std::string("qel-aec ") + QEL_AEC_VERSION + ", " + qel_api_aec_get_version());
     program.require_subcommand(1);
     program.footer(kFooter);
-    const app::Command commands[] = {app::add_check(program), app::add_run(program),
-                                     app::add_simulate(program)};
+    const app::Command commands[] = {app::add_check(program), app::add_probe(program),
+                                     app::add_run(program), app::add_simulate(program)};
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -110,6 +110,17 @@ class Voice {
     size_t at_ = 0;
 };
 
+/// As lips do: they radiate changes of the pressure, not the pressure.
+void take_offset_out(Signal& x, int rate) {
+    const double keep = 1 - 2 * kPi * 50 / rate;  // a highpass at 50 Hz
+    double before = 0, y = 0;
+    for (float& v : x) {
+        y = v - before + keep * y;
+        before = v;
+        v = static_cast<float>(y);
+    }
+}
+
 }  // namespace
 
 double Random::uniform(double least, double most) {
@@ -139,6 +150,7 @@ Signal talk(Random& random, size_t count, int rate, double level) {
         }
         voice.pause(0.2, 0.6);
     }
+    take_offset_out(out, rate);
     const double scale = level / std::max(1e-9, rms(out));
     for (float& x : out) x *= static_cast<float>(scale);
     return out;

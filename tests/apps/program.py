@@ -34,11 +34,13 @@ class Program(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def call(self, *words, status=0):
-        """What the program writes to standard output; fails unless it ends with this status."""
+        """What the program writes to standard output; fails unless it ends with this status, None for
+        any."""
         done = subprocess.run([PROGRAM, *map(str, words)], env=CLEAN, capture_output=True,
                               text=True, check=False, timeout=300)
         self.error = done.stderr
-        self.assertEqual(done.returncode, status, f"{words}\n{done.stdout}\n{done.stderr}")
+        self.status = done.returncode
+        self.assertEqual(self.status, self.status if status is None else status, f"{words}\n{done.stdout}\n{done.stderr}")
         return done.stdout
 
     def json(self, *words, status=0):
