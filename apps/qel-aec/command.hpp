@@ -14,6 +14,7 @@ struct Command {
 
 Command add_check(CLI::App& program);
 Command add_probe(CLI::App& program);
+Command add_report(CLI::App& program);
 Command add_run(CLI::App& program);
 Command add_simulate(CLI::App& program);
 
