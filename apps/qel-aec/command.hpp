@@ -17,5 +17,6 @@ Command add_probe(CLI::App& program);
 Command add_report(CLI::App& program);
 Command add_run(CLI::App& program);
 Command add_simulate(CLI::App& program);
+Command add_sweep(CLI::App& program);
 
 }  // namespace app

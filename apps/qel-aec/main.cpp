@@ -31,8 +31,8 @@ int run(int argc, char** argv) {
     program.require_subcommand(1);
     program.footer(kFooter);
     const app::Command commands[] = {app::add_check(program), app::add_probe(program),
-                                     app::add_run(program), app::add_report(program),
-                                     app::add_simulate(program)};
+                                     app::add_run(program),   app::add_report(program),
+                                     app::add_sweep(program), app::add_simulate(program)};
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

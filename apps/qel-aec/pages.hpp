@@ -6,6 +6,7 @@
 namespace app {
 
 extern const char* const kReportPage;
+extern const char* const kSweepPage;
 
 /// The page that shows `data`.
 std::string page_with(const char* page, const Json& data);

@@ -26,7 +26,7 @@ struct Options {
     std::string configuration, folder, near;
     Changes changes;
     double delay_ms = 0;
-    bool resample = false;
+    bool resample = false, figures_only = false;
     std::optional<double> least_erle;
 };
 
@@ -389,11 +389,13 @@ int run(const Options& options) {
     }
     const Signals signals = read_signals(options, canceller);
     Outputs outputs(options.folder, inputs);
-    const std::string wav = outputs.add("out.wav");
+    const std::string wav = options.figures_only ? "" : outputs.add("out.wav");
     const Result result = cancel(canceller, signals);
     const Json summary = summary_of(options, canceller, signals, result);
-    write_wav(wav, canceller.rate(), result.out);
-    outputs.add_text("frames.csv", csv_of(canceller, result));
+    if (!options.figures_only) {
+        write_wav(wav, canceller.rate(), result.out);
+        outputs.add_text("frames.csv", csv_of(canceller, result));
+    }
     outputs.add_text("summary.json", text_of(summary));
     outputs.commit();
     print_summary(summary, options.folder);
@@ -429,6 +431,7 @@ Command add_run(CLI::App& program) {
     app->add_option("--near", options->near,
                     "the talker alone, in step with the microphone: scores him in the output, and "
                     "leaves him out of the echo reduction");
+    app->add_flag("--figures-only", options->figures_only, "write summary.json alone");
     app->add_option("--fail-below-erle", options->least_erle,
                     "end with status 1 if the echo reduction once settled, 3 s after the "
                     "loudspeaker's start, is less")

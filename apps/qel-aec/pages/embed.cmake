@@ -2,7 +2,7 @@
 set(folder ${CMAKE_CURRENT_SOURCE_DIR}/pages)
 file(READ ${folder}/style.css style)
 set(source "#include \"pages.hpp\"\n\nnamespace app {\n\n")
-foreach(name Report)
+foreach(name Report Sweep)
     string(TOLOWER ${name}.html file)
     file(READ ${folder}/${file} page)
     string(REPLACE "{{style}}" "${style}" page "${page}")
