@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "command.hpp"
+#include "man.hpp"
 #include "qel/api/qel_api_aec.h"
 #include "qel/core/qel_debug.h"
 
@@ -33,6 +34,11 @@ int run(int argc, char** argv) {
     const app::Command commands[] = {app::add_check(program), app::add_probe(program),
                                      app::add_run(program),   app::add_report(program),
                                      app::add_sweep(program), app::add_simulate(program)};
+    const auto print_man_page = [&program] {
+        std::fputs(app::man_page(program).c_str(), stdout);
+        throw CLI::Success();
+    };
+    program.add_flag_callback("--man", print_man_page, "print this help as a manual page");
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -46,6 +46,7 @@ class Install(unittest.TestCase):
         self.assertEqual(said, "function\n")
         for program in self.prefix.rglob("qel-aec"):
             self.assertIn("spu/aec", output(program, "--version", LD_LIBRARY_PATH=""))
+            self.assertTrue((self.prefix / "share/man/man1/qel-aec.1").exists())
         headers = {path.suffix for path in (self.prefix / "include").rglob("*") if path.is_file()}
         self.assertEqual(headers, {".h"})
 

@@ -102,6 +102,9 @@ class Report(Program):
                                        ".length"), 0)
         browser.drag("#seconds summary", 0.05)
         browser.until("document.querySelectorAll('#seconds tbody tr').length == 10", 10)
+        found = browser.value("document.getElementById('findings').innerText")
+        self.assertIn("Of the recording", found)
+        self.assertIn("Of the configuration", found)
         summary = json.loads((a / "summary.json").read_text())
         self.assertIn(f"{summary['erle_db']:.1f} dB",
                       browser.value("document.getElementById('figures').textContent"))
