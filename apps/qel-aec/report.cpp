@@ -162,12 +162,13 @@ Json said_by(std::vector<std::string> words) {
 }
 
 Json shown(const Run& run) {
-    std::vector<std::string> probe = {"probe"};
+    const std::string configuration = run.summary.value("configuration", "");
+    std::vector<std::string> probe = {"probe", "--config=" + configuration};
     for (const Json& path : run.summary["recordings"]) probe.push_back(path.get<std::string>());
     return {{"folder", run.folder.string()},
             {"summary", run.summary},
             {"frames", run.frames},
-            {"check", said_by({"check", run.summary.value("configuration", "")})},
+            {"check", said_by({"check", configuration})},
             {"probe", said_by(probe)}};
 }
 
