@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the given groups need; done in no time if all are there.
-#   tools/setup.sh GROUP...      groups: build, test, demo, bench, armhf, arm64, clang, packages
+#   tools/setup.sh GROUP...      groups: build, tools, test, demo, bench, armhf, arm64, clang,
+#                                packages
 set -euo pipefail
 
 declare -A groups=(
     [build]="gcc g++ cmake ninja-build lua5.1 liblua5.1-0-dev libcjson-dev"
-    [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
-            lua5.2 lua5.3 lua5.4 luajit git luarocks"
+    [tools]="libcli11-dev libcsv-dev libfftw3-dev libsamplerate0-dev libsndfile1-dev
+             nlohmann-json3-dev"
+    [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev chromium
+            lua5.2 lua5.3 lua5.4 luajit git luarocks parallel"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
     [bench]="python3 libbenchmark-dev libfftw3-dev libwebrtc-audio-processing-dev"
     [armhf]="g++-arm-linux-gnueabihf qemu-user"

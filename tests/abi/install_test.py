@@ -80,6 +80,13 @@ class Install(unittest.TestCase):
         self.assertEqual((self.stage / "usr/share/doc/qel/conf").readlink(),
                          pathlib.Path("/etc/qel"))
 
+    def test_the_tool_starts(self):
+        for program in self.moved.rglob("bin/qel-aec"):
+            said = output(*os.environ["QEL_EMULATOR"].split(), program, "--version",
+                          LD_LIBRARY_PATH="")
+            self.assertIn("spu/aec", said)
+            self.assertTrue((self.moved / "share/man/man1/qel-aec.1").exists())
+
     def test_headers_are_public_ones(self):
         headers = {path.suffix for path in (self.moved / "include").rglob("*") if path.is_file()}
         self.assertEqual(headers, {".h"})
