@@ -27,6 +27,8 @@ constexpr double kManyClips = 0.005;                 // share of samples
 constexpr size_t kFewWraps = 3;
 constexpr double kDrift = 10, kMuchDrift = 50;              // ppm
 constexpr double kNonlinear = 0.03, kVeryNonlinear = 0.15;  // share of the echo
+constexpr double kTooDeep = 80;                             // Hz, of most voices
+constexpr double kTooDull = 3e-3;    // of the power, above a sixth of the rate
 constexpr double kBackwards = -1.5;  // dB of what follows the direct sound over what precedes it
 
 struct Options {
@@ -206,6 +208,16 @@ class Judge {
                 format("the microphone has %d Hz, the reference %d Hz", mic, ref),
                 "Record both at one rate; qel-aec run --resample converts a recording.");
         }
+        const Quality& voice = report_.ref;
+        if (voice.pitch > 0 && voice.pitch < kTooDeep && voice.high_share < kTooDull) {
+            add("wrong-rate", Level::kWarning,
+                format("the voices in the reference are too deep, %.0f Hz, and nearly nothing is "
+                       "above %d Hz: three times as many samples as the label says, %d Hz labelled "
+                       "%d?",
+                       voice.pitch, ref / 6, 3 * ref, ref),
+                "Listen to it: if it is slow and deep, label the recording with its true rate.",
+                {{"pitch", voice.pitch}});
+        }
         if (reach_.rate != mic && mic == ref && configured_) {
             add("wrong-rate", Level::kWarning,
                 format("the recording has %d Hz, the configuration %d Hz", mic, reach_.rate),
@@ -383,9 +395,14 @@ Json json_of(const Report& report, const std::vector<Finding>& findings, const R
     json["delays"] = std::move(delays);
     for (const auto& [name, quality] :
          {std::pair{"microphone", report.mic}, {"reference", report.ref}}) {
-        json[name] = {{"level_db", quality.level_db}, {"floor_db", quality.floor_db},
-                      {"peak", quality.peak},         {"dc", quality.dc},
-                      {"clipped", quality.clipped},   {"top_hertz", quality.top_hertz}};
+        json[name] = {{"level_db", quality.level_db},
+                      {"floor_db", quality.floor_db},
+                      {"peak", quality.peak},
+                      {"dc", quality.dc},
+                      {"clipped", quality.clipped},
+                      {"pitch", quality.pitch},
+                      {"high_share", quality.high_share},
+                      {"top_hertz", quality.top_hertz}};
     }
     return json;
 }

@@ -14,6 +14,11 @@ constexpr double kLoudEnough = 300;  // sample units from which flat tops are lo
 constexpr size_t kFlat = 4;          // equal samples in a row at the peak that are no chance
 constexpr float kJump = 40000;       // sample units from one sample to the next
 constexpr float kSmallJump = 25536;  // ... with 65536 added or taken
+constexpr double kPitchFrame = 0.1;  // s
+constexpr double kLeastPitch = 25, kMostPitch = 500;  // Hz
+constexpr double kLowSounds = 900;                    // Hz
+constexpr double kVoiced = 0.6;                       // likeness one period later
+constexpr size_t kFewPitches = 20;
 constexpr size_t kWindow = 2048;
 constexpr double kNothing = 1e-8;  // of the power, above the top frequency
 
@@ -85,10 +90,57 @@ void find_top(const Recording& recording, Quality& quality) {
             all += std::norm(spectrum[b]);
         }
     }
+    double high = 0;
+    for (size_t b = power.size() / 3; b < power.size(); ++b) high += power[b];
+    quality.high_share = high / (all + 1e-9);
     double above = 0;
     size_t top = power.size();
     while (top > 0 && above + power[top - 1] <= kNothing * all) above += power[--top];
     quality.top_hertz = static_cast<double>(top) * recording.rate / kWindow;
+}
+
+/// The pitch of a voice in a frame, from the correlation of its low sounds with themselves; 0 if it
+/// has none.
+double pitch_of(std::span<const float> frame, int rate, Transform& transform) {
+    Spectrum spectrum = transform.forward(frame);
+    for (size_t b = 0; b < spectrum.size(); ++b) {
+        const double hertz =
+            static_cast<double>(b) * rate / static_cast<double>(transform.length());
+        spectrum[b] = hertz < kLeastPitch || hertz > kLowSounds ? 0 : std::norm(spectrum[b]);
+    }
+    const Signal lags = transform.backward(spectrum);
+    const auto likeness = [&](size_t lag) {
+        const auto n = static_cast<double>(frame.size());
+        return lags[lag] / (lags[0] + 1e-9) * n / (n - static_cast<double>(lag));
+    };
+    const auto first = static_cast<size_t>(rate / kMostPitch);
+    const size_t last = std::min(static_cast<size_t>(rate / kLeastPitch), frame.size() / 2);
+    double most = 0;
+    for (size_t lag = first; lag < last; ++lag) most = std::max(most, likeness(lag));
+    if (most < kVoiced) return 0;
+    for (size_t lag = first; lag < last; ++lag) {
+        const double here = likeness(lag);
+        if (here > 0.92 * most && here >= likeness(lag - 1) && here >= likeness(lag + 1)) {
+            return rate / static_cast<double>(lag);
+        }
+    }
+    return 0;
+}
+
+void find_pitch(const Recording& recording, Quality& quality) {
+    const auto frame = static_cast<size_t>(kPitchFrame * recording.rate);
+    if (frame < 16 || recording.samples.size() < frame) return;
+    Transform transform(fast_length(2 * frame));
+    std::vector<double> pitches;
+    for (size_t at = 0; at + frame <= recording.samples.size(); at += frame) {
+        const std::span<const float> part(&recording.samples[at], frame);
+        if (level_db(part) < quality.level_db - 20) continue;
+        const double pitch = pitch_of(part, recording.rate, transform);
+        if (pitch > 0) pitches.push_back(pitch);
+    }
+    if (pitches.size() < kFewPitches) return;
+    std::sort(pitches.begin(), pitches.end());
+    quality.pitch = pitches[pitches.size() / 2];
 }
 
 }  // namespace
@@ -99,6 +151,7 @@ Quality quality_of(const Recording& recording) {
     find_clips(recording.samples, quality);
     find_wraps(recording.samples, quality);
     find_top(recording, quality);
+    find_pitch(recording, quality);
     return quality;
 }
 

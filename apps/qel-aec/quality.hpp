@@ -13,6 +13,8 @@ struct Quality {
     double clipped = 0;      // share of the samples in flat tops
     size_t clips = 0;        // flat tops
     size_t wraps = 0;        // jumps that vanish when 65536 is added or taken
+    double pitch = 0;        // of voices, Hz, the middle one of all frames; 0 where there are few
+    double high_share = 0;   // of the power, above a sixth of the rate
     double top_hertz = 0;    // above it there is nothing but a thousandth of a millionth
 };
 

@@ -91,6 +91,11 @@ class Probe(Program):
         self.assertEqual(self.probe(scene, "-c", conf)["codes"], ["wrong-rate"])
         write(scene / "ref.wav", read(scene / "ref.wav")[1], rate=16000)
         self.assertEqual(self.probe(scene)["codes"][0], "wrong-rate")
+        wide = self.simulate("wide", "--seconds", 12, "--rate", 48000)
+        self.assertEqual(self.probe(wide)["codes"], [])
+        for name in ("mic.wav", "ref.wav"):
+            write(wide / name, read(wide / name)[1], rate=16000)
+        self.assertEqual(self.probe(wide)["codes"], ["wrong-rate"])
         short = self.simulate("short", "--seconds", 2)
         self.assertEqual(self.probe(short)["codes"], ["unreadable"])
         self.call("probe", short / "mic.wav", short / "ref.wav", status=2)
