@@ -95,7 +95,7 @@ double level_db(std::span<const float> samples) {
     return power_db(sum / static_cast<double>(std::max<size_t>(1, samples.size())));
 }
 
-Signal resampled(std::span<const float> samples, double ratio) {
+Signal resampled(std::span<const float> samples, double ratio, bool rough) {
     const auto count =
         static_cast<size_t>(std::llround(static_cast<double>(samples.size()) * ratio));
     Signal out(count + 1);
@@ -105,7 +105,8 @@ Signal resampled(std::span<const float> samples, double ratio) {
     data.data_out = out.data();
     data.output_frames = static_cast<long>(out.size());
     data.src_ratio = ratio;
-    if (const int error = src_simple(&data, SRC_SINC_MEDIUM_QUALITY, 1)) {
+    if (const int error =
+            src_simple(&data, rough ? SRC_SINC_FASTEST : SRC_SINC_MEDIUM_QUALITY, 1)) {
         throw Failure(std::string("resampling: ") + src_strerror(error));
     }
     out.resize(count);

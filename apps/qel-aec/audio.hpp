@@ -43,7 +43,7 @@ int to_int16(double sample);
 double level_db(std::span<const float> samples);
 double power_db(double power);
 
-/// The signal at another rate, `ratio` samples for each one.
-Signal resampled(std::span<const float> samples, double ratio);
+/// The signal at another rate, `ratio` samples for each one; `rough` is quick, for looking only.
+Signal resampled(std::span<const float> samples, double ratio, bool rough = false);
 
 }  // namespace app

@@ -19,9 +19,11 @@ constexpr double kLowest = 60;             // Hz
 constexpr double kQuiet = 10;              // rms in sample units of windows without reference
 constexpr double kOverlapWorth = 0.6;      // independent windows per window, at half overlap
 constexpr size_t kLeastWindows = 6;
-constexpr long kSearch = 64;         // samples about the delay in which the peak may be
-constexpr double kSmoothHertz = 60;  // to either side: colour of a voice, not of a room
-constexpr double kEmpty = 1e-9;      // of the power
+constexpr long kSearch = 64;           // samples about the delay in which the peak may be
+constexpr double kSmoothHertz = 60;    // to either side: colour of a voice, not of a room
+constexpr double kTalkerVaries = 1.5;  // times what noise would explain by chance
+constexpr double kAloneDb = 3;         // dB over the echo up to which a window holds it alone
+constexpr double kEmpty = 1e-9;        // of the power
 constexpr double kNear = 0.002, kFar = 0.06, kFloorFrom = 0.12, kFloorTo = 0.2;  // s
 
 /// Sums of products of spectra over windows: of the reference and what is derived from it, with
@@ -55,10 +57,11 @@ Signal windowed(const Signal& x, long from, size_t length) {
     return part;
 }
 
-/// Sums over all windows in which the first input sounds; the inputs are `delay` before `mic`.
+/// Sums over all windows in which the first input sounds, and the microphone not more than
+/// `most_gain` times as loud; the inputs are `delay` before `mic`.
 template <size_t Inputs>
 Sums<Inputs> sums_of(const Signal& mic, const std::array<const Signal*, Inputs>& inputs, long delay,
-                     size_t length) {
+                     size_t length, double most_gain = 1e9) {
     Transform transform(length);
     Sums<Inputs> sums;
     sums.bins.resize(transform.bins());
@@ -72,7 +75,9 @@ Sums<Inputs> sums_of(const Signal& mic, const std::array<const Signal*, Inputs>&
         for (size_t k = 1; k < Inputs; ++k) {
             spectra[k] = transform.forward(windowed(*inputs[k], from, length));
         }
-        const Spectrum heard = transform.forward(windowed(mic, static_cast<long>(at), length));
+        const Signal there = windowed(mic, static_cast<long>(at), length);
+        if (rms(there) > most_gain * rms(first)) continue;
+        const Spectrum heard = transform.forward(there);
         for (size_t b = 0; b < sums.bins.size(); ++b) {
             auto& bin = sums.bins[b];
             const Complex y(heard[b]);
@@ -209,10 +214,10 @@ double nonlinear_share(const Sums<3>& sums, size_t first) {
                                    std::conj(c[1]) * (g[0][0] * c[1] - g[1][0] * c[0])) /
                                   det)
                                      .real();
-        // Each input explains its share of the rest by chance alone.
+        // Each input explains its share of the rest by chance alone, and a talker varies more.
         const double rest =
             std::max(0.0, bin.mic - linear - explained) / std::max(1.0, sums.windows - 3);
-        added += explained - 2 * rest;
+        added += explained - kTalkerVaries * 2 * rest;
         echo += linear - rest + explained - 2 * rest;
     }
     return echo > 0 ? std::clamp(added / echo, 0.0, 1.0) : 0;
@@ -237,8 +242,10 @@ EchoPath look_at_path(const Signal& mic, const Signal& ref, int rate, double del
     find_sides(response, rate, path, whole);
     const std::array<Signal, 2> more = bent(aligned);
     const size_t window = fast_length(static_cast<size_t>(kNonlinearWindow * rate));
+    // Only while nobody talks over the echo: he would explain himself by chance.
+    const double alone = std::pow(10, (path.echo_db + kAloneDb) / 20);
     path.nonlinear = nonlinear_share(
-        sums_of<3>(mic, {&aligned, &more[0], &more[1]}, std::lround(path.delay), window),
+        sums_of<3>(mic, {&aligned, &more[0], &more[1]}, std::lround(path.delay), window, alone),
         first_bin(window, rate));
     return path;
 }

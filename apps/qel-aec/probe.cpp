@@ -98,7 +98,7 @@ RateRatio other_ratio(const Signal& mic, const Signal& ref, int rate) {
     for (const double ratio :
          {3.0, 2.0, 48 / 44.1, 44.1 / 16, 44.1 / 32, 1.5, 6.0, 44.1 / 8, 4.0}) {
         for (const bool of_mic : {true, false}) {
-            const Signal slow = resampled(start(of_mic ? mic : ref, ratio), 1 / ratio);
+            const Signal slow = resampled(start(of_mic ? mic : ref, ratio), 1 / ratio, true);
             const auto other = start(of_mic ? ref : mic, 1);
             const Signal plain(other.begin(), other.end());
             const double score = of_mic ? alignment_score(slow, plain, rate, kSearchHere)

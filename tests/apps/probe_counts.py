@@ -171,8 +171,11 @@ def main():
     names = [fault.__name__ for fault in faults]
     jobs = [(program, first + i, names) for i in range(count)]
     with multiprocessing.Pool() as pool:
-        failed = [f for fs in pool.imap(judge, jobs)
-                  for f in fs]
+        failed = []
+        for done, wrong in enumerate(pool.imap(judge, jobs), 1):
+            failed += wrong
+            print(f"\r{done} of {count} seeds, {len(failed)} wrong", end="", file=sys.stderr)
+        print(file=sys.stderr)
     for fault in faults:
         wrong = [f for f in failed if f[0] == fault.__name__]
         print(f"{fault.__name__:24} {count - len(wrong):4d} of {count}")
