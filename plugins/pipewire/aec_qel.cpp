@@ -4,7 +4,6 @@
 #include <spa/support/log.h>
 #include <spa/support/plugin.h>
 #include <spa/utils/names.h>
-#include <spa/utils/result.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -33,6 +32,11 @@ struct Plugin {
     spa_dict props;
 };
 
+/// One line in the server's log; a server without one hears nothing.
+void say(spa_log* log, spa_log_level level, const std::string& text) {
+    if (log) spa_log_lev(log, level, "aec-qel: %s", text.c_str());
+}
+
 /// What the library logs while this lives, a line at a time in the server's log.
 class LogToServer {
   public:
@@ -55,8 +59,7 @@ class LogToServer {
         const char* const level = strchr(line, '[');
         const char* const message = level ? strstr(level, ": ") : nullptr;
         if (!message) return;
-        spa_log_lev(log_, level[1] == 'E' ? SPA_LOG_LEVEL_ERROR : SPA_LOG_LEVEL_WARN, "aec-qel: %s",
-                    message + 2);
+        say(log_, level[1] == 'E' ? SPA_LOG_LEVEL_ERROR : SPA_LOG_LEVEL_WARN, message + 2);
     }
 
     spa_log* log_;
@@ -86,11 +89,12 @@ void publish(Plugin* plugin, uint32_t rate) {
     plugin->delay = std::to_string(delay) + at_rate;
     plugin->aec.latency = plugin->latency.c_str();
     plugin->item = SPA_DICT_ITEM_INIT("qel.latency", plugin->delay.c_str());
-    spa_log_info(plugin->log,
-                 "aec-qel: %zu channels at %u Hz, frames of %u samples at %u Hz, "
-                 "%.1f ms late in blocks of %s",
-                 plugin->channels.size(), rate, channel.frame_size(), channel.inner_rate(),
-                 1000.0 * static_cast<double>(delay) / rate, plugin->latency.c_str());
+    plugin->props = SPA_DICT_INIT(&plugin->item, 1);
+    say(plugin->log, SPA_LOG_LEVEL_INFO,
+        std::to_string(plugin->channels.size()) + " channels, frames of " +
+            std::to_string(channel.frame_size()) + " samples at " +
+            std::to_string(channel.inner_rate()) + " Hz; in blocks of " + plugin->latency +
+            " s the output comes " + plugin->delay + " s late");
 }
 
 int init(void* object, const spa_dict* args, const spa_audio_info_raw* info) {
@@ -98,14 +102,14 @@ int init(void* object, const spa_dict* args, const spa_audio_info_raw* info) {
     if (info->channels == 0 || info->rate == 0) return -EINVAL;
     try {
         const std::string text = configuration_text(args, info->rate);
-        spa_log_debug(plugin->log, "aec-qel: configuration\n%s", text.c_str());
+        say(plugin->log, SPA_LOG_LEVEL_DEBUG, text);
         plugin->channels = make_channels(text, *info, plugin->log);
         publish(plugin, info->rate);
         return 0;
     } catch (const std::bad_alloc&) {
         return -ENOMEM;
     } catch (const std::exception& refusal) {
-        spa_log_error(plugin->log, "aec-qel: no canceller: %s", refusal.what());
+        say(plugin->log, SPA_LOG_LEVEL_ERROR, std::string("no canceller: ") + refusal.what());
         return -EINVAL;
     }
 }
@@ -125,16 +129,14 @@ int add_listener(void* object, spa_hook* listener, const spa_audio_aec_events* e
 }
 
 // Nothing is done when streams start and stop: what the filter has learnt of the room stays.
-constexpr spa_audio_aec_methods kMethods = {SPA_VERSION_AUDIO_AEC_METHODS,
-                                            add_listener,
-                                            init,
-                                            run,
-                                            nullptr,
-                                            nullptr,
-                                            nullptr,
-                                            nullptr,
-                                            nullptr,
-                                            nullptr};
+constexpr spa_audio_aec_methods kMethods = [] {
+    spa_audio_aec_methods methods = {};  // later servers know more of them
+    methods.version = SPA_VERSION_AUDIO_AEC_METHODS;
+    methods.add_listener = add_listener;
+    methods.init = init;
+    methods.run = run;
+    return methods;
+}();
 
 int get_interface(spa_handle* handle, const char* type, void** interface) {
     if (strcmp(type, SPA_TYPE_INTERFACE_AUDIO_AEC) != 0) return -ENOENT;
@@ -156,7 +158,6 @@ int init_plugin(const spa_handle_factory*, spa_handle* handle, const spa_dict*,
     plugin->log =
         static_cast<spa_log*>(spa_support_find(support, n_support, SPA_TYPE_INTERFACE_Log));
     spa_hook_list_init(&plugin->listeners);
-    plugin->props = SPA_DICT_INIT(&plugin->item, 1);
     plugin->aec.iface =
         SPA_INTERFACE_INIT(SPA_TYPE_INTERFACE_AUDIO_AEC, SPA_VERSION_AUDIO_AEC, &kMethods, plugin);
     plugin->aec.name = "qel";

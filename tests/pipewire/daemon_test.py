@@ -19,7 +19,7 @@ def skip(why):
 try:
     import numpy as np
 
-    from performance import Stage, perform, quality, scene, whole
+    from performance import MEMORY, Stage, perform, quality, scene, whole
 except ImportError as error:
     skip(error)
 from server import Server, missing
@@ -42,7 +42,7 @@ REFUSALS = {  # arguments, and what the server's log says of them
 class InTheServer(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
+        folder = tempfile.TemporaryDirectory(dir=MEMORY)
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
         cls.stage = Stage(cls.folder, FRAMES)

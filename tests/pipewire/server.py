@@ -2,6 +2,7 @@
 bus, a speaker and a microphone that are null sinks, the room between them a convolver, and the
 canceller that the caller asks for. The demo's talkers speak in it.
 """
+import ctypes
 import os
 import pathlib
 import re
@@ -21,6 +22,7 @@ CONFIG = """
 context.properties = {
     core.daemon = true, core.name = pipewire-0, default.clock.rate = %(rate)d
     default.clock.quantum = %(quantum)d, default.clock.min-quantum = %(quantum)d
+    default.clock.max-quantum = %(quantum)d
     mem.allow-mlock = false, settings.check-quantum = false
 }
 context.spa-libs = {
@@ -77,10 +79,17 @@ def missing():
         name for name in ("libspa-0.2-modules",) if not SYSTEM_PLUGINS]
 
 
-def hurry():
-    """Lets a program go before others, if that is allowed: what is late in real time is lost."""
+signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended from outside"))  # and so do all others
+LIBC = ctypes.CDLL(None)
+PR_SET_PDEATHSIG = 1
+
+
+def become_a_player():
+    """Lets a program go before others, if that is allowed, for what is late in real time is lost;
+    and end with this one, however that ends."""
+    LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
     try:
-        os.setpriority(os.PRIO_PROCESS, 0, -11)
+        os.sched_setscheduler(0, os.SCHED_RR, os.sched_param(10))
     except PermissionError:
         pass
 
@@ -91,8 +100,8 @@ class Server:
     def __init__(self, room, cancellers, plugins, quantum=1024, session=True):
         """`room`: impulse response, a WAV file at GRAPH_RATE; `cancellers`: dictionaries of name,
         library, rate and args, of which the first one plays to the speaker; `plugins`: a folder
-        that has SPA plugins besides the system's; `quantum`: the least number of samples in a
-        cycle; without a session nothing is linked, and no client gets ports."""
+        that has SPA plugins besides the system's; `quantum`: samples in a cycle, which
+        must not be more than a canceller's block, or the module tears the reference apart; without a session nothing is linked, and no client gets ports."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="pw-"))
         os.chmod(self.folder, 0o700)
         text = "".join(CANCELLER % {"plays": "true" if i == 0 else "false", **canceller}
@@ -134,7 +143,7 @@ class Server:
         with open(self.log, "ab") as log:
             process = subprocess.Popen([str(word) for word in command], env=self.environment,
                                        stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                                       start_new_session=True, preexec_fn=hurry)
+                                       start_new_session=True, preexec_fn=become_a_player)
         self.started.append(process)
         return process
 
