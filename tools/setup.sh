@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the given groups need; done in no time if all are there.
-#   tools/setup.sh GROUP...      groups: build, tools, test, demo, bench, armhf, arm64, clang,
-#                                packages
+#   tools/setup.sh GROUP...      groups: build, tools, test, pipewire, demo, bench, armhf, arm64,
+#                                clang, packages
 set -euo pipefail
 
 declare -A groups=(
@@ -11,6 +11,8 @@ declare -A groups=(
     [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev chromium
             lua5.2 lua5.3 lua5.4 luajit git luarocks parallel"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
+    [pipewire]="pipewire pipewire-bin wireplumber dbus libspa-0.2-modules libspa-0.2-dev
+                libsamplerate0-dev python3-numpy python3-scipy pocketsphinx-testdata"
     [bench]="python3 libbenchmark-dev libfftw3-dev libwebrtc-audio-processing-dev"
     [armhf]="g++-arm-linux-gnueabihf qemu-user"
     [arm64]="g++-aarch64-linux-gnu qemu-user"
