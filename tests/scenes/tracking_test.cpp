@@ -174,9 +174,9 @@ TEST(Tracking, TheLastEchoIsTakenToo) {
 TEST(Tracking, NoDelayIsMistaken) {
     constexpr size_t kFrame = 512, kSecond = 16000, kTotal = 4 * kSecond;
 #if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__)
-    constexpr int kDelays = 20;
+    constexpr int kEvery = 1;
 #else
-    constexpr int kDelays = 2;  // emulated, or slow
+    constexpr int kEvery = 10;  // emulated, or slow
 #endif
     std::mt19937 random(1);
     int late = 0;
@@ -187,8 +187,9 @@ TEST(Tracking, NoDelayIsMistaken) {
         // In every second room somebody talks at half the echo's level.
         const Signal near_end = speech(80 + room, kTotal, kSecond, room % 2 ? 500 : 1);
         const Signal rest = near_end + white_noise(room, kTotal, 60);
-        for (int i = 0; i < kDelays; ++i) {
+        for (int i = 0; i < 20; ++i) {
             const size_t delay = random() % (kSecond / 2);
+            if (i % kEvery != 0) continue;
             const Pcm echo = delayed(heard, delay);
             const Pcm mic = to_pcm(Signal(echo.begin(), echo.end()) + rest);
             Canceller canceller({.nlp = false, .tracking = "A"});
@@ -205,7 +206,7 @@ TEST(Tracking, NoDelayIsMistaken) {
             late += found_at > kSecond;
         }
     }
-    EXPECT_LT(late, 2 * kDelays) << "of " << 10 * kDelays;
+    EXPECT_LT(late, 40) << "of 200";
 }
 
 /// Median levels of the blocks from `from` to `to`, s, in five bands of an octave, dB.
