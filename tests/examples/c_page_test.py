@@ -12,9 +12,9 @@ ROOT = pathlib.Path(__file__).parents[2]
 BUILD = os.environ["QEL_BUILD"]
 SNIPPETS = re.findall(r"^```c\n(.*?)^```$", (ROOT / "docs/c.md").read_text(), re.M | re.S)
 PROGRAMS = [snippet for snippet in SNIPPETS if "int main(" in snippet]
+FLAGS = ["-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-O1", "-pthread", "-I", ROOT]
 # An unused library is left out: the snippet that loads it at run time is to find none.
-FLAGS = ["-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-O1", "-pthread", "-I", ROOT,
-         "-Wl,--as-needed", "-L", BUILD]
+LINK = ["-Wl,--as-needed", "-L", BUILD, "-l:echo.so"]
 if os.environ["QEL_SANITIZE"]:
     FLAGS.append("-fsanitize=" + os.environ["QEL_SANITIZE"])
 CONFIG = "aec = { use_vad = yes; mute = { mute_time = 0; } }"
@@ -59,14 +59,14 @@ class CPage(unittest.TestCase):
         parts = [snippet for snippet in SNIPPETS if snippet not in PROGRAMS]
         for part in parts:
             self.compile(part, "part.o", "-c")
-        self.compile("".join(parts) + MAIN, "program", "-l:echo.so")
+        self.compile("".join(parts) + MAIN, "program", *LINK)
         self.run_program("./program", "aec.conf")
 
     def test_programs_run(self):
         self.assertEqual((len(SNIPPETS), len(PROGRAMS)), (9, 7))
         outputs = []
         for program in PROGRAMS:
-            self.compile(program, "program", "-l:echo.so")
+            self.compile(program, "program", *LINK)
             outputs.append(self.run_program("./program", "aec.conf"))
         (self.folder / "mic.raw").write_bytes(pcm(self.mic))
         (self.folder / "ref.raw").write_bytes(pcm(self.ref))
