@@ -97,6 +97,21 @@ Signal echo_of(const Signal& played, Random& random, const SceneOptions& options
     return echo;
 }
 
+/// A talker from the loudspeaker, who falls silent for the last part of the near end's talk.
+Signal far_talk(Random& random, size_t count, const SceneOptions& options) {
+    Signal far = talk(random, count, options.rate, kLevel);
+    silence_before(far, kStart * options.rate);
+    if (options.near_end) silence_after(far, kFarUntil * static_cast<double>(count));
+    return far;
+}
+
+Signal near_talk(Random& random, size_t count, const SceneOptions& options) {
+    if (!options.near_end) return Signal(count);
+    Signal near = talk(random, count, options.rate, kLevel);
+    silence_before(near, kNearFrom * static_cast<double>(count));
+    return near;
+}
+
 /// What a clock makes of a signal that ticks slower by `ppm` than the reference's.
 Signal drifted(const Signal& signal, double ppm) {
     Signal slow = resampled(signal, 1 / (1 - ppm * 1e-6));
@@ -113,23 +128,16 @@ Scene make_scene(const SceneOptions& options, Signal far, Signal near) {
     Random room_random(4 * options.seed + 2), noise_random(4 * options.seed + 3);
 
     Scene scene;
-    scene.ref = far.empty() ? talk(far_random, count, options.rate, kLevel) : std::move(far);
+    scene.ref = far.empty() ? far_talk(far_random, count, options) : std::move(far);
     scene.ref.resize(count);
-    silence_before(scene.ref, kStart * options.rate);
-    if (options.near_end) silence_after(scene.ref, kFarUntil * static_cast<double>(count));
     for (float& x : scene.ref) x = static_cast<float>(to_int16(x));
 
     Signal echo = echo_of(loudspeaker(scene.ref, options), room_random, options);
     const double loud = rms(scene.ref) * std::pow(10, options.echo_db / 20);
     scale(echo, (options.inverted ? -1 : 1) * loud / std::max(1e-9, rms(echo)));
 
-    scene.near = Signal(count);
-    if (options.near_end) {
-        scene.near =
-            near.empty() ? talk(near_random, count, options.rate, kLevel) : std::move(near);
-        scene.near.resize(count);
-        silence_before(scene.near, kNearFrom * static_cast<double>(count));
-    }
+    scene.near = near.empty() ? near_talk(near_random, count, options) : std::move(near);
+    scene.near.resize(count);
     scene.mic = std::move(echo);
     add(scene.mic, scene.near);
     if (options.drift_ppm != 0) {

@@ -57,9 +57,7 @@ Command add_simulate(CLI::App& program) {
         "simulate",
         "Makes mic.wav, ref.wav and near.wav of a loudspeaker, a talker and a "
         "microphone in a simulated room.");
-    app->add_option("-o,--output", options->folder, "folder to write into")
-        ->required()
-        ->type_name("DIR");
+    add_folder(app, &options->folder);
     app->add_option("--seed", scene.seed, "another one gives other voices and another room")
         ->capture_default_str();
     options->seconds = app->add_option("--seconds", scene.seconds, "length, that of --far or 30")
@@ -98,7 +96,8 @@ Command add_simulate(CLI::App& program) {
     app->add_flag("--no-near", options->no_near,
                   "nobody talks at the near end; else he does in the second half, and the far end "
                   "falls silent in the last fifth");
-    app->add_option("--far", options->far, "mono file to play instead of the generated talker");
+    app->add_option("--far", options->far,
+                    "mono file to play instead of the generated talker, as it is");
     app->add_option("--near", options->near, "mono file of the near end's talker likewise")
         ->excludes("--no-near");
     return {app, [options] { return simulate(*options); }};
