@@ -4,7 +4,6 @@
 #include <sndfile.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <memory>
 

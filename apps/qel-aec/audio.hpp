@@ -29,10 +29,6 @@ Recording read_mono(const std::string& path);
 /// Reads a microphone and its reference: one stereo file, microphone first, or two mono files.
 Pair read_pair(const std::vector<std::string>& paths);
 
-/// What the files of a pair may be, for the help of a command's argument.
-constexpr const char* kPairHelp =
-    "microphone and reference: two mono files, or one stereo file, microphone first (WAV, FLAC)";
-
 /// Writes 16-bit WAV; samples are rounded and limited to what fits.
 void write_wav(const std::string& path, int rate, std::span<const float> samples);
 

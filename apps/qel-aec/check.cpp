@@ -223,7 +223,7 @@ Command add_check(CLI::App& program) {
     app->add_option("--frame-len", options->frame_len,
                     "samples per feed, \"frameLen\" of the device")
         ->check(CLI::Range(1, 1 << 24));
-    app->add_flag("--json", options->json, "for programs");
+    add_json(app, &options->json);
     return {app, [options] { return check(*options); }};
 }
 

@@ -131,7 +131,8 @@ Report look(const Pair& pair, int play_gain) {
         report.rates = other_ratio(mic.samples, ref.samples, report.rate);
         return report;
     }
-    report.swapped = report.path.after_db < kBackwards;
+    // Where the delay moves, the echo before or after the move looks like an answer of its own.
+    report.swapped = !report.alignment.moves && report.path.after_db < kBackwards;
     return report;
 }
 
@@ -464,14 +465,14 @@ Command add_probe(CLI::App& program) {
         "Says whether a recording can be cancelled, and what is wrong with it: delay, "
         "drift, polarity, levels, clipping, swapped or unrelated channels, wrong rates, a "
         "nonlinear loudspeaker. The first five minutes count.");
-    app->add_option("RECORDING", options->recordings, kPairHelp)->required()->expected(1, 2);
+    add_pair(app, &options->recordings);
     app->add_option("-c,--config", options->configuration,
                     "configuration whose taps must cover the delay; else the defaults")
         ->type_name("CONF");
     app->add_option("--play-gain", options->play_gain, "\"playGain\" of the device")
         ->capture_default_str()
         ->check(CLI::Range(-32768, 32767));
-    app->add_flag("--json", options->json, "for programs");
+    add_json(app, &options->json);
     return {app, [options] { return probe_or_tell(*options); }};
 }
 

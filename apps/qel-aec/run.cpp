@@ -1,6 +1,4 @@
 // qel-aec run: a recording through the canceller, with figures of what became of it.
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -228,15 +226,13 @@ class Figures {
     }
 
     /// The reduction of the echo alone, as far as is known, once the filter has settled.
-    Json erle_db() const {
-        Powers powers(signals_, result_, n_);
-        for (size_t k = settled(); k < result_.frames.size(); ++k) {
-            if (result_.frames[k].fate == Fate::kProcessed && is_played(result_.frames[k]) &&
-                !talks(k)) {
-                powers.add(k);
-            }
-        }
-        return powers.reduction_db();
+    Json erle_db() const { return echo_reduction_db(settled(), result_.frames.size()); }
+
+    /// The same in the second from the loudspeaker's start; null while a mute lasts.
+    Json first_second_db() const {
+        const auto second = static_cast<size_t>(1000 / canceller_.frame_ms());
+        const size_t first = static_cast<size_t>(first_);
+        return echo_reduction_db(first, std::min(first + second, result_.frames.size()));
     }
 
     /// Average of a measure over the processed frames.
@@ -261,6 +257,17 @@ class Figures {
 
     bool talks(size_t k) const {
         return !signals_.near.empty() && level_db({&signals_.near[k * n_], n_}) > kSounding;
+    }
+
+    Json echo_reduction_db(size_t from, size_t to) const {
+        Powers powers(signals_, result_, n_);
+        for (size_t k = from; k < to; ++k) {
+            if (result_.frames[k].fate == Fate::kProcessed && is_played(result_.frames[k]) &&
+                !talks(k)) {
+                powers.add(k);
+            }
+        }
+        return powers.reduction_db();
     }
 
     /// The frame from which the filter has had its time, half of the recording at most.
@@ -335,6 +342,7 @@ Json summary_of(const Options& options, const Canceller& canceller, const Signal
                     {"frames", figures.counts()},
                     {"levels", figures.levels()},
                     {"erle_db", figures.erle_db()},
+                    {"first_second_db", figures.first_second_db()},
                     {"reduction_db", figures.reduction_db()},
                     {"reduction", figures.by_second()},
                     {"leak", figures.mean(&qel_aec_measures::leak)},
@@ -414,17 +422,13 @@ Command add_run(CLI::App& program) {
         "run",
         "Runs a recording through the canceller: out.wav, in step with the microphone, "
         "frames.csv with a line per frame, and summary.json.");
-    app->add_option("RECORDING", options->recordings, kPairHelp)->required()->expected(1, 2);
-    app->add_option("-c,--config", options->configuration, "configuration")
-        ->required()
-        ->type_name("CONF");
-    app->add_option("-o,--output", options->folder, "folder to write into")
-        ->required()
-        ->type_name("DIR");
+    add_pair(app, &options->recordings);
+    add_configuration(app, &options->configuration);
+    add_folder(app, &options->folder);
     app->add_option("--delay", options->delay_ms,
                     "ms by which the reference is made later; negative: earlier")
         ->check(CLI::Range(-60000.0, 60000.0));
-    app->add_flag("--resample", options->resample, "convert to the configuration's rate");
+    add_resample(app, &options->resample);
     app->add_option("--set", options->changes,
                     "settings for this run, such as taps=6 or vad.amp_thresh=20")
         ->type_name("KEY=VALUE");

@@ -43,6 +43,7 @@ constexpr struct {
     int better;  // -1: less is
 } kFigures[] = {
     {"erle_db", "/erle_db", 1},
+    {"first_second_db", "/first_second_db", 1},
     {"reduction_db", "/reduction_db", 1},
     {"near_gain_db", "/near/both/gain_db", 1},
     {"near_si_sdr_db", "/near/both/si_sdr_db", 1},
@@ -472,20 +473,17 @@ Command add_sweep(CLI::App& program) {
                     "CSV with a line of column names: mic, ref (none: mic is stereo), near, "
                     "delay_ms, name; files are relative to it")
         ->required();
-    app->add_option("-c,--config", options->configuration, "configuration")
-        ->required()
-        ->type_name("CONF");
-    app->add_option("-o,--output", options->folder, "folder to write into")
-        ->required()
-        ->type_name("DIR");
+    add_configuration(app, &options->configuration);
+    add_folder(app, &options->folder);
     app->add_option("--set", options->settings, "a setting's values, such as taps=4,6,8")
         ->type_name("KEY=A,B,...");
     app->add_option("--rank-by", options->rank_by, "figure whose best mean is the best combination")
         ->capture_default_str()
-        ->check(CLI::IsMember({"erle_db", "reduction_db", "near_si_sdr_db", "ms_per_second"}));
+        ->check(CLI::IsMember(
+            {"erle_db", "first_second_db", "reduction_db", "near_si_sdr_db", "ms_per_second"}));
     app->add_option("-j,--jobs", options->jobs, "runs at a time, one per core if not given")
         ->check(CLI::Range(1, 1024));
-    app->add_flag("--resample", options->resample, "convert to the configuration's rate");
+    add_resample(app, &options->resample);
     app->add_flag("--print-jobs", options->print_jobs,
                   "print the command lines that are left, for GNU parallel, and do none");
     return {app, [options] { return sweep(*options); }};

@@ -41,6 +41,7 @@ class Probe(Program):
             (["--swap", "--delay", 20], [], ["swapped"], -20, 0),
             (["--clip", 16], [], ["nonlinear"], 1, 0),
             (["--no-near", "--path-change", 9, "--move-delay", 30], [], ["delay-moves"], None, None),
+            (["--path-change", 8, "--move-delay", 40], [], ["delay-moves"], None, None),
             (["--no-near", "--path-change", 7], [], [], 1, 0),
         )):
             folder = self.simulate("scene", "--seconds", 16, "--seed", seed, *options)

@@ -1,4 +1,5 @@
 """qel-aec report: one page, looked at and clicked on in a browser."""
+import base64
 import json
 import pathlib
 import re
@@ -45,6 +46,18 @@ class Report(Program):
             self.assertIn(said, self.error, words)
         (folder / "summary.json").write_text("[]")
         self.call("report", folder, status=2)
+
+    def test_its_flac_is_the_recording(self):
+        folder, _ = self.two_runs()
+        self.call("report", folder)
+        page = (folder / "report.html").read_text()
+        data = json.loads(re.search(r'<script id="data"[^>]*>(.*?)</script>', page, re.S)[1])
+        paths = []
+        for track in data["tracks"][:2]:
+            paths.append(self.folder / f"{track['id']}.flac")
+            paths[-1].write_bytes(base64.b64decode(track["data"]))
+        self.assertEqual((self.run_on("again", *paths) / "out.wav").read_bytes(),
+                         (folder / "out.wav").read_bytes())
 
     @unittest.skipUnless(CHROMIUM, "no Chromium")
     def test_in_a_browser(self):

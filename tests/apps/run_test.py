@@ -39,6 +39,7 @@ class Run(Program):
             self.assertLess(abs(score["gain_db"]), 3, part)
             self.assertGreater(score["si_sdr_db"], 6, part)
         self.assertEqual(summary["frames"]["muted"], 0)
+        self.assertTrue(5 < summary["first_second_db"] < summary["erle_db"])
         rows = list(csv.DictReader((folder / "frames.csv").read_text().splitlines()))
         self.assertEqual(len(rows), summary["frames"]["total"])
         self.assertEqual(sum(row["state"] == "processed" for row in rows),
