@@ -116,7 +116,7 @@ function setup.module()
 end
 
 -- An echo object for frames of `frame_len` samples. Lua counts a few bytes for it, while the
--- canceller holds some 200 kB: who lets go of one object and makes another, again and again, calls
+-- canceller holds 200 to 330 kB: who lets go of one object and makes another, again and again, calls
 -- collectgarbage() in between.
 function setup.object(echo, options, frame_len)
     local path = options.config:gsub('[%c"\\]', function(c)

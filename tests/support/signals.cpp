@@ -88,11 +88,11 @@ Signal room_response(uint32_t seed, double delay, double rt60, int rate) {
 }
 
 Signal echo(const Signal& ref, double clip, const Signal& response) {
-    Signal y(ref.size());
+    Signal played = ref, y(ref.size());
+    for (double& x : played) x = std::clamp(x, -clip, clip);
     for (size_t k = 0; k < response.size(); ++k) {
         if (response[k] == 0) continue;
-        for (size_t i = k; i < y.size(); ++i)
-            y[i] += response[k] * std::clamp(ref[i - k], -clip, clip);
+        for (size_t i = k; i < y.size(); ++i) y[i] += response[k] * played[i - k];
     }
     return y;
 }
