@@ -102,7 +102,7 @@ const std::vector<KernelCall> calls = {
     QEL_CALL(correct, {QEL_AT(0), QEL_AT(4), QEL_AT(1), QEL_AT(2), QEL_AT(6), 0.001f}, QEL_TAPS),
     QEL_CALL(scale_weights, 0.5f, QEL_AT(0), QEL_TAPS),
     QEL_CALL(raise_residual,
-             {QEL_AT(0), QEL_AT(6), QEL_AT(7), QEL_AT(1), QEL_AT(2), 2, 0.1f, 0.3f, 2, 0.6f,
+             {QEL_AT(0), QEL_AT(6), QEL_AT(7), QEL_AT(5), QEL_AT(1), QEL_AT(2), 2, 0.3f, 2, 0.6f,
               QEL_AT(3), x[6].data() + n},
              bank_of(n, x)),
     QEL_CALL(correlate_probes, {QEL_AT(0), QEL_AT(1), QEL_AT(4), QEL_AT(2), QEL_AT(3), QEL_AT(5),

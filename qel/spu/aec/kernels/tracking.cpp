@@ -170,7 +170,8 @@ void raise_residual(const ResidualTerms& terms, const Bank& bank, Width width) {
             QEL_INDEPENDENT
             for (int32_t i = bank.starts[band]; i < end; ++i) {
                 const float ratio = bank.upper[i] * above + bank.lower[i] * below;
-                const float tracked = std::max(t.doubt_factor * t.doubt[i], ratio * t.ref_power[i]);
+                const float doubted = t.doubt_factor[i] * t.doubt[i];
+                const float tracked = std::max(doubted, ratio * t.ref_power[i]);
                 const float residual = std::max(t.leak * t.echo_power[i], tracked);
                 const float kept = std::max(t.fall * t.noise[i], t.error_factor * t.error_power[i]);
                 t.residual[i] = residual;

@@ -62,8 +62,8 @@ void scale_weights(float factor, float* weights, Partitions size, Width width = 
 /// error_factor * error_power.
 struct ResidualTerms {
     const float* ratio;  // by band
-    const float *ref_power, *doubt, *echo_power, *error_power;
-    float ratio_factor, doubt_factor, leak, error_factor, fall;
+    const float *ref_power, *doubt, *doubt_factor, *echo_power, *error_power;
+    float ratio_factor, leak, error_factor, fall;
     float *residual, *noise;
 };
 void raise_residual(const ResidualTerms& terms, const Bank& bank, Width width = widest());

@@ -18,6 +18,10 @@ constexpr float kUnknown = std::numeric_limits<float>::infinity();
 
 constexpr float kRatioFactor = 2.0f;  // the ratios are minima, the echo is louder on average
 constexpr float kDoubtFactor = 0.1f;  // of the weights' uncertainty
+// A low vowel has few periods in a frame: the filter believes to know it and loses it when its
+// pitch moves.
+constexpr float kLowEnd = 200.0f;                    // Hz
+constexpr float kLowDoubt = 2.0f;                    // of the weights' uncertainty at 0 Hz
 constexpr float kFall = 0.7f, kFallInSpeech = 0.4f;  // of the residual echo, in 32 ms
 constexpr float kOnsetTime = 0.08f, kOnsetRise = 10.0f;
 constexpr float kSearchTime = 1.0f;    // s of reference for which an uncovered echo is expected
@@ -30,6 +34,10 @@ void ResidualFloor::start(const Sizes& s) {
     fast_rate_ = s.rate_of(kSmoothing);
     slow_rate_ = std::min(1.0f, s.frame_time / kSlowTime);
     sounded_ = onset_ = 0;
+    for (int32_t k = 0; k < s.bins; ++k) {
+        const float low = std::max(0.0f, 1.0f - static_cast<float>(k) * s.bin_width() / kLowEnd);
+        doubt_factor_[k] = kDoubtFactor + (kLowDoubt - kDoubtFactor) * low;
+    }
     forget();
 }
 
@@ -80,10 +88,10 @@ void ResidualFloor::estimate(const float* ref_power, const ResidualFrame& f) {
     kernels::raise_residual({.ratio = ratio_,
                              .ref_power = ref_power_,
                              .doubt = f.doubt,
+                             .doubt_factor = doubt_factor_,
                              .echo_power = f.echo_power,
                              .error_power = f.error_power,
                              .ratio_factor = kRatioFactor,
-                             .doubt_factor = kDoubtFactor,
                              .leak = f.leak,
                              .error_factor = unexplained ? kSearchFactor : 0.0f,
                              .fall = fall,

@@ -34,6 +34,7 @@ class ResidualFloor {
             take(*bands, s.band_count());
         }
         take(ref_power_, s.spectrum_bins() + s.band_count());
+        take(doubt_factor_, s.spectrum_bins());
     }
     void start(const Sizes& s);
 
@@ -58,6 +59,7 @@ class ResidualFloor {
     float* time_;   // s of the window that runs
     float* ratio_;  // in use
     float* ref_power_;
+    float* doubt_factor_;  // of the weights' uncertainty, by bin
     float fast_rate_, slow_rate_;
     float sounded_;  // s for which the reference sounded while its delay is searched
     float onset_;    // the loudest error of the first of those
