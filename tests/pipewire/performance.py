@@ -2,6 +2,7 @@
 make of it, and how good that is."""
 import os
 import pathlib
+import subprocess
 import sys
 import warnings
 
@@ -17,6 +18,7 @@ from measure import gain_and_sdr, level  # noqa: E402
 from server import GRAPH_RATE  # noqa: E402
 
 RATE = scene.RATE
+TOOL = pathlib.Path(os.environ["QEL_BUILD"]) / "qel-aec"
 ECHO_ALONE = slice(scene.PLAY * scene.FRAME + 3 * RATE, scene.PLAY * scene.FRAME + 10 * RATE)
 STEP = GRAPH_RATE // RATE
 SETTLE = RATE // 5  # left out where a stretch begins, as in tools/demo/measure.py
@@ -30,19 +32,38 @@ class Stage:
 
     def __init__(self, folder, frames=scene.TOTAL // scene.FRAME):
         """The scene, or its first `frames`."""
-        rng = np.random.default_rng(1)  # the demo's
         self.length = frames * scene.FRAME
-        signals = (x[: self.length].astype(float) for x in scene.make(1))
-        self.mic, self.ref, self.near = signals  # the demo's microphone is for comparison alone
-        room = scene.room(rng)
-        echo = fftconvolve(self.ref, room)[scene.PLAY * scene.FRAME : scene.FAR.stop]
-        room *= scene.LEVEL / scene.rms(echo)
-        noise = scene.NOISE * rng.standard_normal(self.length)
+        scene.make(scene.ROOM, TOOL, folder)
+        signals = (wavfile.read(folder / f"{name}.wav")[1] for name in ("mic", "ref", "near"))
+        # The demo's microphone is for comparison alone.
+        self.mic, self.ref, self.near = (x[: self.length].astype(float) for x in signals)
+        room = self.response(folder)
+        loud = rms(self.ref)
+        room *= loud / rms(fftconvolve(self.ref, room)[: self.length])
+        noise = np.random.default_rng(1).standard_normal(self.length)
+        noise *= loud * 10 ** (-scene.ROOM.noise / 20)
         talkers = np.stack([self.ref, self.near + noise], 1) / FULL_SCALE
         self.room, self.talkers = folder / "room.wav", folder / "talkers.wav"
         # At the server's rate, so that none of its own resamplers has a part in what is measured.
         for path, signal in ((self.room, room / STEP), (self.talkers, talkers)):
             wavfile.write(path, GRAPH_RATE, resample_poly(signal, STEP, 1).astype(np.float32))
+
+    @staticmethod
+    def response(folder):
+        """Of the demo's room: what a click becomes in it."""
+        click = np.zeros(RATE, np.int16)
+        click[0] = FULL_SCALE // 2
+        wavfile.write(folder / "click.wav", RATE, click)
+        place = folder / "click"
+        subprocess.run([TOOL, "simulate", "-o", place, "--far", folder / "click.wav", "--no-near",
+                        "--noise", "100", *map(str, scene.ROOM.room)], check=True,
+                       capture_output=True)
+        response = wavfile.read(place / "mic.wav")[1].astype(float)
+        return np.trim_zeros(response, "b")
+
+
+def rms(x):
+    return np.sqrt(np.mean(np.square(x)))
 
 
 def perform(server, stage, names, folder):

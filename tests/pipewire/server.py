@@ -100,8 +100,9 @@ class Server:
     def __init__(self, room, cancellers, plugins, quantum=1024, session=True):
         """`room`: impulse response, a WAV file at GRAPH_RATE; `cancellers`: dictionaries of name,
         library, rate and args, of which the first one plays to the speaker; `plugins`: a folder
-        that has SPA plugins besides the system's; `quantum`: samples in a cycle, which
-        must not be more than a canceller's block, or the module tears the reference apart; without a session nothing is linked, and no client gets ports."""
+        that has SPA plugins besides the system's; `quantum`: samples in a cycle, which must not be
+        more than a canceller's block, or the module tears the reference apart; without a session
+        nothing is linked, and no client gets ports."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="pw-"))
         os.chmod(self.folder, 0o700)
         text = "".join(CANCELLER % {"plays": "true" if i == 0 else "false", **canceller}
@@ -159,7 +160,7 @@ class Server:
             return None
         return done.stdout if done.returncode == 0 else None
 
-    def wait_for(self, condition, what, seconds=10):
+    def wait_for(self, condition, what, seconds=20):
         end = time.monotonic() + seconds
         while not condition():
             if time.monotonic() > end or self.pipewire.poll() is not None:

@@ -50,7 +50,7 @@ class Scene:
     def room(self):
         """As options of qel-aec simulate."""
         moved = ["--path-change", self.change / RATE] if self.change else []
-        return ["--seed", SEED, "--delay", 1000 * self.delay / RATE, "--noise", self.noise, *moved]
+        return ["--seed", SEED, "--delay", 1000 * self.delay / RATE, *moved]
 
 
 ROOM = Scene(STRETCHES, play=slice(PLAY * FRAME, NEAR.start), talk=slice(BOTH.start, TOTAL),
@@ -93,7 +93,8 @@ def make(scene, program, folder):
     far, near = folder / "far.wav", folder / "talker.wav"
     write_talker(far, FAR_TALK, scene.play, scene.total)
     write_talker(near, NEAR_TALK, scene.talk, scene.total)
-    words = ["simulate", "-o", folder, "--far", far, "--near", near, *scene.room]
+    words = ["simulate", "-o", folder, "--far", far, "--near", near, *scene.room,
+             "--noise", scene.noise]
     words = [str(word) for word in words]
     print("  ", shlex.join([Path(program).name, *words]), flush=True)
     subprocess.run([program, *words], check=True, stdout=subprocess.DEVNULL)
