@@ -1,7 +1,10 @@
 # Toolchain of the preset armhf: Debian's cross compiler for ARMv7 with NEON and hard floats.
 set(CMAKE_SYSTEM_PROCESSOR armv7-a)
+if(NOT DEFINED fpu)
+    set(fpu neon)
+endif()
 foreach(language C CXX)
-    set(CMAKE_${language}_FLAGS_INIT "-march=armv7-a -mfpu=neon -mfloat-abi=hard")
+    set(CMAKE_${language}_FLAGS_INIT "-march=armv7-a -mfpu=${fpu} -mfloat-abi=hard")
 endforeach()
 set(architecture armhf)
 set(compiler arm-linux-gnueabihf)

@@ -8,7 +8,7 @@ if(below_prefix)
 endif()
 
 install(TARGETS echo EXPORT qel LIBRARY DESTINATION ${module_destination} COMPONENT runtime)
-file(GLOB pages CONFIGURE_DEPENDS docs/*.md)
+file(GLOB pages CONFIGURE_DEPENDS docs/*.md docs/*.png)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT runtime)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)

@@ -2,18 +2,20 @@
 # Makes build/sysroot-ARCHITECTURE, what the preset of that name builds against and runs with:
 # Debian's packages for it, unpacked. Done in no time if it is there. Neither root nor a second
 # architecture is needed: apt works on lists and a package status of its own.
-#   tools/sysroot.sh [armhf|arm64]      armhf without a name
+#   tools/sysroot.sh [armhf|arm64 [tools]]      armhf without a name; tools: for qel-aec too
 set -euo pipefail
 cd "$(dirname "$0")/.."
 architecture=${1:-armhf}
-if [[ $# -gt 1 || ! $architecture =~ ^arm(hf|64)$ ]]; then
-    echo "usage: tools/sysroot.sh [armhf|arm64]" >&2
+if [[ ! "$architecture ${*:2}" =~ ^arm(hf|64)" "(tools)?$ ]]; then
+    echo "usage: tools/sysroot.sh [armhf|arm64 [tools]]" >&2
     exit 2
 fi
 
-packages="lua5.1 liblua5.1-0-dev libcjson-dev libgtest-dev libgmock-dev libstdc++6"
+packages="lua5.1 liblua5.1-0-dev libcjson-dev libgtest-dev libgmock-dev libstdc++6 libspa-0.2-dev \
+libsamplerate0-dev"
+[ $# -lt 2 ] || packages+=" libcli11-dev libcsv-dev libfftw3-dev libsndfile1-dev nlohmann-json3-dev"
 sysroot=$PWD/build/sysroot-$architecture
-if [ "$(cat "$sysroot/packages" 2> /dev/null)" = "$packages" ]; then
+if [[ "$(cat "$sysroot/packages" 2> /dev/null)" = "$packages"* ]]; then
     exit 0
 fi
 if ! command -v apt-get > /dev/null || ! command -v dpkg > /dev/null; then
