@@ -22,13 +22,16 @@ if(QEL_WERROR)
 endif()
 
 if(QEL_SANITIZE)
-    add_compile_options(-O1 -g -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
+    add_compile_options(-O1 -g1 -fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
     add_link_options(-fsanitize=${QEL_SANITIZE})
     if(QEL_SANITIZE MATCHES address)
         add_compile_definitions(QEL_ADDRESS_SANITIZER)
     endif()
+    # For sources of vectors: to check what stays in registers takes minutes of compiling.
+    set(QEL_CHECK_ARRAYS_ALONE -fno-sanitize=undefined -fno-sanitize-address-use-after-scope
+        $<$<CXX_COMPILER_ID:GNU>:--param=asan-stack=0>)
 endif()
 if(QEL_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)

@@ -19,6 +19,8 @@ build = {
     variables = {
         CMAKE_INSTALL_PREFIX = "$(PREFIX)",
         QEL_LUA_DIR = "$(LIBDIR)",
+        QEL_TOOL = "OFF",
+        QEL_PIPEWIRE = "OFF",
         LUA_INCLUDE_DIR = "$(LUA_INCDIR)",
         CJSON_INCLUDE_DIR = "$(CJSON_INCDIR)",
     },

@@ -17,7 +17,7 @@ PACKAGECONFIG ??= "luajit"
 PACKAGECONFIG[luajit] = ",,luajit,luajit"
 PACKAGECONFIG[lua51] = ",,lua5.1,lua5.1"
 
-EXTRA_OECMAKE = "-DQEL_LUA_DIR=${libdir}/lua/5.1"
+EXTRA_OECMAKE = "-DQEL_LUA_DIR=${libdir}/lua/5.1 -DQEL_TOOL=OFF -DQEL_PIPEWIRE=OFF"
 OECMAKE_CXX_FLAGS_RELEASE = "-O3 -DNDEBUG"
 
 FILES:${PN} += "${libdir}/lua/5.1/echo.so"
