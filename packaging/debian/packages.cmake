@@ -58,7 +58,7 @@ qel_package(dev qel-dev libdevel "${same_version}, libc6-dev"
 set(cxx_runtime "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 if(TARGET qel-aec)
     qel_package(tools qel-tools sound
-        "${same_version}, ${cxx_runtime}, libsndfile1, libsamplerate0, libfftw3-single3"
+        "${same_version}, ${cxx_runtime}, libcsv3, libfftw3-single3, libsamplerate0, libsndfile1"
         "acoustic echo canceller on the command line"
         "The program qel-aec checks configurations of the echo canceller qel, runs
 it on recordings and reports what it does.")

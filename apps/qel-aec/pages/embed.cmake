@@ -1,17 +1,20 @@
-# Makes pages_data.cpp of the pages, each with the style in its place.
+# Makes pages_data.cpp of the pages, each with what they share in its place.
 set(folder ${CMAKE_CURRENT_SOURCE_DIR}/pages)
 file(READ ${folder}/style.css style)
+file(READ ${folder}/page.js script)
 set(source "#include \"pages.hpp\"\n\nnamespace app {\n\n")
 foreach(name Report Sweep)
     string(TOLOWER ${name}.html file)
     file(READ ${folder}/${file} page)
     string(REPLACE "{{style}}" "${style}" page "${page}")
+    string(REPLACE "{{script}}" "${script}" page "${page}")
     # A compiler need not take a literal of any length: pieces that stand side by side are one.
     string(REPLACE "\n</style>" "\n)PAGE\" R\"PAGE(</style>" page "${page}")
     string(REPLACE "\n<script>" "\n)PAGE\" R\"PAGE(<script>" page "${page}")
     string(APPEND source "const char* const k${name}Page = R\"PAGE(${page})PAGE\";\n\n")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${folder}/${file})
 endforeach()
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${folder}/style.css)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+             ${folder}/style.css ${folder}/page.js)
 string(APPEND source "}  // namespace app\n")
 file(CONFIGURE OUTPUT pages_data.cpp CONTENT "@source@" @ONLY)
