@@ -1,6 +1,5 @@
 # CPack runs this on what is about to be packed: adds the copyright and the change log that Debian
-# wants of every package. Their time is the commit's, so that packages
-# made twice are alike.
+# wants of every package. Their time is the commit's, so that packages made twice are alike.
 include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/identity.cmake)
 file(READ ${QEL_ROOT}/${QEL_LICENSE_FILE} text)
 string(STRIP "${text}" text)
@@ -18,6 +17,7 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
         set(ENV{SOURCE_DATE_EPOCH} ${epoch})
     endif()
 endif()
+string(TIMESTAMP year %Y UTC)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 
 foreach(component ${CPACK_COMPONENTS_ALL})
@@ -30,7 +30,7 @@ Upstream-Name: qel
 Source: ${QEL_HOMEPAGE}
 
 Files: *
-Copyright: the QEL authors
+Copyright: ${year} the QEL authors
 License: ${license}
  ${text}
 ")
