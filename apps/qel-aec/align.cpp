@@ -23,6 +23,7 @@ constexpr double kBeside = 0.25;     // of the strength of the highest peak
 constexpr double kVerySure = 49;     // the same among all lags
 constexpr double kMoved = 0.001;     // s off the line that make a move
 constexpr int kMovedBlocks = 3;      // in a row
+constexpr double kSilentLag = 1e-4;  // of the power in reach: a lag's part without sound
 constexpr double kQuiet = 3;         // rms in sample units up to which a block has no sound
 
 /// Average power in kWindow / 2 + 1 bins, smoothed.
@@ -123,7 +124,7 @@ class Correlator {
     }
 
     /// Divides by the level of the part of the reference that each lag takes: beside silence even
-    /// chance would stand out.
+    /// chance would stand out. Where that part is silent the lag tells nothing and is 0.
     void even_out(Signal& x, const Signal& around) const {
         double all = 0, part = 0;
         for (const float v : around) all += static_cast<double>(v) * v;
@@ -131,17 +132,22 @@ class Correlator {
         const double floor = 0.1 * all * share + 1e-20;
         for (size_t i = 0; i < length_; ++i) part += static_cast<double>(around[i]) * around[i];
         for (size_t i = 0; i < x.size(); ++i) {
-            x[i] /= static_cast<float>(std::sqrt(std::max(0.0, part) + floor));
+            x[i] =
+                part < kSilentLag * all ? 0.0f : x[i] / static_cast<float>(std::sqrt(part + floor));
             if (i + 1 == x.size()) break;
             part += static_cast<double>(around[i + length_]) * around[i + length_] -
                     static_cast<double>(around[i]) * around[i];
         }
     }
 
-    /// Scales to a deviation of 1, as the median tells it: a peak does not count.
+    /// Scales to a deviation of 1, as the median of the lags that tell something has it: a peak
+    /// does not count.
     static void normalise(Signal& x) {
-        Signal sizes(x.size());
-        std::transform(x.begin(), x.end(), sizes.begin(), [](float v) { return std::fabs(v); });
+        Signal sizes;
+        for (const float v : x) {
+            if (v != 0) sizes.push_back(std::fabs(v));
+        }
+        if (sizes.empty()) return;
         const auto middle = sizes.begin() + static_cast<ptrdiff_t>(sizes.size() / 2);
         std::nth_element(sizes.begin(), middle, sizes.end());
         const float scale = 0.6745f / std::max(*middle, 1e-20f);

@@ -83,6 +83,13 @@ class Probe(Program):
               channels=2)
         self.assertIn("nothing to find fault with", self.call("probe", scene / "mic.wav"))
 
+    def test_a_beep_after_silence_hides_nothing(self):
+        far = read(self.simulate("talk", "--seconds", 15, "--no-near", "--seed", 3) / "ref.wav")[1]
+        beep = far[2 * RATE:2 * RATE + 800]
+        far = far[:7 * RATE].tolist() + [0] * 3 * RATE + beep.tolist() + [0] * 5 * RATE
+        folder = self.simulate("scene", "--far", write(self.folder / "far.wav", far))
+        self.assertEqual(self.probe(folder)["codes"], [])
+
     def test_rates_and_lengths(self):
         scene = self.simulate("scene", "--seconds", 8, "--rate", 8000)
         conf = self.folder / "eight.conf"
