@@ -228,11 +228,12 @@ class Figures {
     /// The reduction of the echo alone, as far as is known, once the filter has settled.
     Json erle_db() const { return echo_reduction_db(settled(), result_.frames.size()); }
 
-    /// The same in the second from the loudspeaker's start; null while a mute lasts.
+    /// The same in the second from the loudspeaker's start; null while a mute takes most of it.
     Json first_second_db() const {
         const auto second = static_cast<size_t>(1000 / canceller_.frame_ms());
         const size_t first = static_cast<size_t>(first_);
-        return echo_reduction_db(first, std::min(first + second, result_.frames.size()));
+        return echo_reduction_db(first, std::min(first + second, result_.frames.size()),
+                                 second / 2);
     }
 
     /// Average of a measure over the processed frames.
@@ -259,7 +260,8 @@ class Figures {
         return !signals_.near.empty() && level_db({&signals_.near[k * n_], n_}) > kSounding;
     }
 
-    Json echo_reduction_db(size_t from, size_t to) const {
+    /// Of the frames with echo alone; null if there are fewer than `least`.
+    Json echo_reduction_db(size_t from, size_t to, size_t least = 1) const {
         Powers powers(signals_, result_, n_);
         for (size_t k = from; k < to; ++k) {
             if (result_.frames[k].fate == Fate::kProcessed && is_played(result_.frames[k]) &&
@@ -267,7 +269,7 @@ class Figures {
                 powers.add(k);
             }
         }
-        return powers.reduction_db();
+        return powers.frames() < least ? Json(nullptr) : powers.reduction_db();
     }
 
     /// The frame from which the filter has had its time, half of the recording at most.

@@ -53,6 +53,7 @@ class Run(Program):
         out = (folder / "out.wav").read_bytes()
         self.run_on(write(self.folder / "both.wav", both, channels=2), "--set", "mute.mute_time=0")
         self.assertEqual((folder / "out.wav").read_bytes(), out)
+        self.assertIsNone(self.run_on(mic, ref)[1]["first_second_db"])  # muted
 
     def test_alignment_rate_and_limits(self):
         late = self.simulate("late", "--seconds", 8, "--no-near", "--delay", -40)
