@@ -94,6 +94,10 @@ def become_a_player():
         pass
 
 
+class NotThere(Exception):
+    """What should have come in the server did not."""
+
+
 class Server:
     """with Server(...) as server: ... Everything that it started ends with it."""
 
@@ -164,7 +168,7 @@ class Server:
         end = time.monotonic() + seconds
         while not condition():
             if time.monotonic() > end or self.pipewire.poll() is not None:
-                sys.exit(f"{what} did not come:\n{self.said()}")
+                raise NotThere(f"{what} did not come:\n{self.said()}")
             time.sleep(0.1)
 
     def linked(self, source, sink):
