@@ -8,7 +8,7 @@ declare -A groups=(
     [build]="gcc g++ cmake ninja-build lua5.1 liblua5.1-0-dev libcjson-dev"
     [tools]="libcli11-dev libcsv-dev libfftw3-dev libsamplerate0-dev libsndfile1-dev
              nlohmann-json3-dev"
-    [test]="python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev chromium
+    [test]="python3 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev chromium
             lua5.2 lua5.3 lua5.4 luajit git luarocks parallel"
     [demo]="python3-numpy python3-scipy python3-matplotlib pocketsphinx-testdata"
     [pipewire]="pipewire pipewire-bin wireplumber dbus libspa-0.2-modules libspa-0.2-dev
